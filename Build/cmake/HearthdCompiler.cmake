@@ -1,0 +1,36 @@
+# Compiler settings that every target of the tree shares, through hearthd_settings.
+find_program(HEARTHD_CCACHE ccache)
+if(HEARTHD_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${HEARTHD_CCACHE})
+endif()
+
+add_library(hearthd_settings INTERFACE)
+target_compile_options(hearthd_settings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual
+    -Wformat=2 -Wundef -Wimplicit-fallthrough -Wextra-semi -Werror)
+
+# A unique symbol (STB_GNU_UNIQUE) keeps a hosted library mapped after dlclose, so that its
+# initialisers would not run again. Host and services are built without them.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fno-gnu-unique HEARTHD_HAS_NO_GNU_UNIQUE)
+if(HEARTHD_HAS_NO_GNU_UNIQUE)
+    target_compile_options(hearthd_settings INTERFACE -fno-gnu-unique)
+endif()
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(hearthd_settings INTERFACE -Wduplicated-cond -Wlogical-op)
+endif()
+if(HEARTHD_SANITIZE)
+    # One flag string for compiler and linker. Frame pointers make the reports readable.
+    set(HEARTHD_SANITIZE_FLAGS -fsanitize=${HEARTHD_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=undefined)
+    add_compile_options(${HEARTHD_SANITIZE_FLAGS} -O1)
+    add_link_options(${HEARTHD_SANITIZE_FLAGS})
+endif()
+if(HEARTHD_THREAD_SAFETY)
+    add_compile_options(-Wthread-safety -Wthread-safety-beta -Werror=thread-safety)
+endif()
+if(HEARTHD_COVERAGE)
+    add_compile_options(--coverage -O0 -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()

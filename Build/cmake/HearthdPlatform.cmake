@@ -1,0 +1,28 @@
+# The platform libraries. Each is a shared library with a documented header in Platform/<name>/Inc;
+# a device build takes headers and libraries from HEARTHD_PLATFORM instead.
+#
+# hearthd_platform_library(<name> SOURCES <file>... [LIBRARIES <public>...] [PRIVATE_LIBRARIES ...])
+function(hearthd_platform_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;PRIVATE_LIBRARIES")
+    if(HEARTHD_PLATFORM STREQUAL "host")
+        add_library(${name} SHARED ${arg_SOURCES})
+        target_link_libraries(${name} PUBLIC ${arg_LIBRARIES}
+            PRIVATE hearthd_settings ${arg_PRIVATE_LIBRARIES})
+        target_include_directories(${name}
+            PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/Inc>
+                   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+            PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/Src)
+        set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0
+            INSTALL_RPATH $ORIGIN)
+        install(TARGETS ${name} EXPORT hearthdTargets
+            LIBRARY DESTINATION ${HEARTHD_LIB_DIR})
+    else()
+        find_library(HEARTHD_PLATFORM_${name} NAMES ${name} REQUIRED NO_DEFAULT_PATH
+            PATHS ${HEARTHD_PLATFORM}/lib)
+        add_library(${name} SHARED IMPORTED GLOBAL)
+        set_target_properties(${name} PROPERTIES IMPORTED_LOCATION ${HEARTHD_PLATFORM_${name}})
+        target_include_directories(${name} INTERFACE ${HEARTHD_PLATFORM}/include)
+        target_link_libraries(${name} INTERFACE ${arg_LIBRARIES})
+    endif()
+    add_library(hearthd::${name} ALIAS ${name})
+endfunction()

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "Dlog.h"
+
+// The daemon's log lines: tag "HEARTHD", and ahead of the text the source file's name, the
+// function's name and the line.
+
+#define HEARTHD_LOG(priority, format, ...)                                                         \
+    __dlog_print(priority, "HEARTHD", "%s: %s(%d) > " format "\n", __FILE_NAME__, __func__,        \
+                 __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+
+#define LOGD(...) HEARTHD_LOG(DLOG_DEBUG, __VA_ARGS__)
+#define LOGI(...) HEARTHD_LOG(DLOG_INFO, __VA_ARGS__)
+#define LOGW(...) HEARTHD_LOG(DLOG_WARN, __VA_ARGS__)
+#define LOGE(...) HEARTHD_LOG(DLOG_ERROR, __VA_ARGS__)

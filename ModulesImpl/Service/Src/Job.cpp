@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Job.h"
+
+#include "Log.h"
+
+namespace marrow::ser {
+
+Job::Job(std::function<void()> work) : m_work(std::move(work)) {}
+
+Job::~Job() = default;
+
+void Job::SetOwner(Quill::TCEventIO* queue) {
+    owner = queue;
+}
+
+bool Job::t_OnEvent(const Quill::TCEvent* /*event*/) {
+    LOGI("Executing job[%p]", static_cast<void*>(this));
+    m_work();
+    return true;
+}
+
+void Job::t_Clear(Quill::TCEvent* /*event*/) {
+    delete this;
+}
+
+} // namespace marrow::ser

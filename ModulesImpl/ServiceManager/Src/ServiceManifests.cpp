@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The half of ServiceManager that reads the manifests.
+
+#include <dirent.h>
+#include <fstream>
+
+#include <json/json.h>
+
+#include "Log.h"
+#include "ServiceControl.h"
+#include "ServiceManager.h"
+
+using marrow::ser::LaunchType;
+using marrow::ser::LoadType;
+using marrow::ser::service_info_t;
+
+const std::string ServiceManager::CONFIG_FILE_PATH =
+    "/usr/apps/org.norvane.hearthd/etc/hearthd.conf";
+const std::string ServiceManager::SERVICE_MANIFEST_DIR_PATH =
+    "/usr/apps/org.norvane.hearthd/etc/manifests";
+const std::string ServiceManager::SERVICE_MANIFEST_POSTFIX = ".json";
+
+namespace {
+
+// Both interfaces below are deprecated by their libraries. Json::Reader accepts what manifests in
+// the field hold (its successor is stricter by default), and readdir_r ends the reading at an error
+// where readdir would need errno to tell it from the end.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+bool Parse(std::istream& stream, Json::Value& root) {
+    Json::Reader reader;
+    return reader.parse(stream, root, false);
+}
+
+bool ReadEntry(DIR* directory, dirent& entry) {
+    dirent* found = nullptr;
+    return readdir_r(directory, &entry, &found) == 0 && found != nullptr;
+}
+
+#pragma GCC diagnostic pop
+
+// No validation: what is absent has its default, numbers are cut to their field, and a type that
+// doesn't convert is the JSON library's exception.
+service_info_t ToServiceInfo(const std::string& name, const Json::Value& service) {
+    service_info_t info;
+    info.service_name = name;
+    info.lib_path = service["lib_path"].asString();
+    info.load_type = static_cast<LoadType>(service["load_type"].asInt());
+    info.launch_type = static_cast<LaunchType>(service["launch_type"].asInt());
+    info.priority = static_cast<std::uint8_t>(service["priority"].asInt());
+    for (const Json::Value& dependency : service["dependencies"]) {
+        info.dependencies.push_back(dependency.asString());
+    }
+    return info;
+}
+
+} // namespace
+
+void ServiceManager::LoadServiceManiests() {
+    LOGI("loading configurations...");
+    DIR* const directory = opendir(SERVICE_MANIFEST_DIR_PATH.c_str());
+    if (directory == nullptr) {
+        LOGE("error while opening manifest dir...");
+        return;
+    }
+    dirent entry{};
+    while (ReadEntry(directory, entry)) {
+        const std::string name = entry.d_name;
+        if (name.find(SERVICE_MANIFEST_POSTFIX) != std::string::npos) {
+            LoadServiceManifest(SERVICE_MANIFEST_DIR_PATH + "/" + name);
+        }
+    }
+    closedir(directory);
+    LOGI("configurations loaded");
+}
+
+void ServiceManager::LoadServiceManifest(std::string path) {
+    LOGI("loading configuration %s", path.c_str());
+    Json::Value root;
+    std::ifstream stream(path);
+    if (!stream.fail() && Parse(stream, root)) {
+        stream.close();
+        for (auto member = root.begin(); member != root.end(); ++member) {
+            const service_info_t info = ToServiceInfo(member.name(), *member);
+            m_services.push_back(new ServiceControl(info));
+            m_serviceInfos.push_back(info);
+        }
+    } else {
+        LOGE("configuration loading failed! Check file and syntax");
+    }
+    LOGI("configuration loaded"); // also after a failure
+}

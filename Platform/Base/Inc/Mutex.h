@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "ThreadAnnotations.h"
+
+namespace marrow::base {
+
+/// std::mutex with the attributes that clang's thread-safety analysis needs. Same size, same
+/// layout, same behaviour; not recursive.
+class CAPABILITY("mutex") Mutex : public std::mutex {
+public:
+    void lock() ACQUIRE() { std::mutex::lock(); }
+    void unlock() RELEASE() { std::mutex::unlock(); }
+    bool try_lock() TRY_ACQUIRE(true) { return std::mutex::try_lock(); }
+};
+
+/// Holds a Mutex from construction to destruction.
+class SCOPED_CAPABILITY MutexLock {
+public:
+    explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.lock(); }
+    ~MutexLock() RELEASE() { m_mutex.unlock(); }
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
+
+private:
+    Mutex& m_mutex;
+};
+
+/// A condition variable for use with Mutex. Waits may wake for no reason: always wait in a loop.
+class Condition {
+public:
+    void Wait(Mutex& mutex) REQUIRES(mutex) {
+        std::unique_lock<std::mutex> held(mutex, std::adopt_lock);
+        m_condition.wait(held);
+        held.release();
+    }
+
+    /// Returns false when `deadline` passed first.
+    bool WaitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline) REQUIRES(mutex) {
+        std::unique_lock<std::mutex> held(mutex, std::adopt_lock);
+        const bool signalled = m_condition.wait_until(held, deadline) == std::cv_status::no_timeout;
+        held.release();
+        return signalled;
+    }
+
+    void NotifyOne() { m_condition.notify_one(); }
+    void NotifyAll() { m_condition.notify_all(); }
+
+private:
+    std::condition_variable m_condition;
+};
+
+} // namespace marrow::base

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+// The platform's log.
+//
+// On a PC lines go to standard error. The environment variable DLOG_LEVEL names the lowest priority
+// that is written: "debug", "info" (the default), "warn", "error" or "off". Where standard error is
+// the journal (sd-daemon(3), JOURNAL_STREAM), each line carries the journal's priority prefix and
+// no time of its own.
+//
+// Lines are buffered in the process. They are written when a line of WARN or ERROR comes, when the
+// buffer is full, at the latest 200 ms after the oldest waiting line, at exit, and when a signal
+// ends the process whose action was the default one when the log was first used.
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum DlogPriority {
+    DLOG_DEBUG = 3,
+    DLOG_INFO = 4,
+    DLOG_WARN = 5,
+    DLOG_ERROR = 6,
+};
+
+/// Writes one line. `format` and what follows are as for printf; a newline at the end is welcome
+/// and not doubled. A text of more than 64 KiB is cut, and the line says so.
+///
+/// Any thread, also during static initialisation; not from a signal handler. Returns the length
+/// of the text, 0 for a priority that isn't written, or a negative errno value.
+int __dlog_print(int priority, const char* tag, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+#ifdef __cplusplus
+}
+#endif

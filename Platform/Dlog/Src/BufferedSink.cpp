@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "BufferedSink.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <poll.h>
+#include <string_view>
+#include <unistd.h>
+
+#include <spdlog/pattern_formatter.h>
+
+namespace {
+
+constexpr std::chrono::milliseconds FLUSH_INTERVAL{200};
+
+// sd-daemon(3): "<N>" ahead of a line gives its syslog priority.
+const char* JournalPrefix(spdlog::level::level_enum level) {
+    switch (level) {
+    case spdlog::level::debug:
+        return "<7>";
+    case spdlog::level::warn:
+        return "<4>";
+    case spdlog::level::err:
+        return "<3>";
+    default:
+        return "<6>";
+    }
+}
+
+// Writes all of `text`. Lines are dropped when standard error is gone: there is nowhere to say so.
+void WriteAll(int descriptor, std::string_view text) noexcept {
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN) {
+            pollfd waiting{descriptor, POLLOUT, 0};
+            if (poll(&waiting, 1, 1000) <= 0) {
+                return;
+            }
+        } else if (errno != EINTR) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+class BufferedSink::BufferAccess {
+public:
+    explicit BufferAccess(std::atomic<bool>& busy) : m_busy(busy) {
+        // Only a signal handler can hold it here, and it never gives it back: the process ends.
+        while (m_busy.exchange(true, std::memory_order_acquire)) {
+            pause();
+        }
+    }
+    ~BufferAccess() { m_busy.store(false, std::memory_order_release); }
+    BufferAccess(const BufferAccess&) = delete;
+    BufferAccess& operator=(const BufferAccess&) = delete;
+
+private:
+    std::atomic<bool>& m_busy;
+};
+
+BufferedSink::BufferedSink(int descriptor, bool journalPrefix)
+    : m_descriptor(descriptor), m_journalPrefix(journalPrefix),
+      m_formatter(std::make_unique<spdlog::pattern_formatter>()) {
+    m_buffer.reserve(CAPACITY);
+    // The process's signals are for its own threads.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    m_flusher = std::thread([this] { RunFlusher(); });
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_setname_np(m_flusher.native_handle(), "dlog-flush");
+}
+
+BufferedSink::~BufferedSink() {
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_ending = true;
+    }
+    m_wakeFlusher.notify_one();
+    m_flusher.join();
+}
+
+void BufferedSink::log(const spdlog::details::log_msg& message) {
+    const std::scoped_lock lock(m_mutex);
+    m_line.clear();
+    m_formatter->format(message, m_line);
+    bool wasEmpty = false;
+    {
+        const BufferAccess access(m_bufferBusy);
+        wasEmpty = m_buffer.empty();
+        if (m_journalPrefix) {
+            AppendWithPrefixes(message.level, m_line);
+        } else {
+            m_buffer.append(m_line.data(), m_line.size());
+        }
+        if (message.level >= spdlog::level::warn || m_buffer.size() >= CAPACITY) {
+            WriteOut();
+        }
+        wasEmpty = wasEmpty && !m_buffer.empty();
+    }
+    if (wasEmpty) {
+        m_wakeFlusher.notify_one();
+    }
+}
+
+void BufferedSink::flush() {
+    const std::scoped_lock lock(m_mutex);
+    const BufferAccess access(m_bufferBusy);
+    WriteOut();
+}
+
+void BufferedSink::set_pattern(const std::string& pattern) {
+    set_formatter(std::make_unique<spdlog::pattern_formatter>(pattern));
+}
+
+void BufferedSink::set_formatter(std::unique_ptr<spdlog::formatter> formatter) {
+    const std::scoped_lock lock(m_mutex);
+    m_formatter = std::move(formatter);
+}
+
+void BufferedSink::FlushFromSignalHandler() noexcept {
+    if (!m_bufferBusy.exchange(true, std::memory_order_acquire)) {
+        WriteAll(m_descriptor, m_buffer);
+    }
+}
+
+// The journal reads a prefix at the head of each line, so a text of several lines needs several.
+void BufferedSink::AppendWithPrefixes(spdlog::level::level_enum level,
+                                      const spdlog::memory_buf_t& text) {
+    std::string_view rest(text.data(), text.size());
+    while (!rest.empty()) {
+        const std::size_t end = rest.find('\n');
+        const std::size_t length = end == std::string_view::npos ? rest.size() : end + 1;
+        m_buffer.append(JournalPrefix(level)).append(rest.substr(0, length));
+        rest.remove_prefix(length);
+    }
+}
+
+void BufferedSink::WriteOut() {
+    WriteAll(m_descriptor, m_buffer);
+    m_buffer.clear();
+}
+
+void BufferedSink::RunFlusher() {
+    std::unique_lock lock(m_mutex);
+    while (!m_ending) {
+        if (m_buffer.empty()) {
+            m_wakeFlusher.wait(lock);
+            continue;
+        }
+        // A line waits: give it company for a while. Only the end cuts this short.
+        m_wakeFlusher.wait_for(lock, FLUSH_INTERVAL, [this] { return m_ending; });
+        const BufferAccess access(m_bufferBusy);
+        WriteOut();
+    }
+    const BufferAccess access(m_bufferBusy);
+    WriteOut();
+}

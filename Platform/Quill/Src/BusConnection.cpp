@@ -1,0 +1,476 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "BusConnection.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+#include <utility>
+
+#include <systemd/sd-bus.h>
+
+#include "QuillLog.h"
+#include "WireText.h"
+
+namespace Quill {
+
+using marrow::base::MutexLock;
+
+namespace {
+
+// Messages that one TakeOut collects. Enough to share the lock's cost among a burst, few enough
+// that the first one doesn't wait for the last.
+constexpr std::size_t BATCH = 16;
+constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
+
+constexpr const char* BUS_NAME = "org.freedesktop.DBus";
+constexpr const char* BUS_PATH = "/org/freedesktop/DBus";
+
+// For messages that this file makes and drops under the lock.
+struct UnrefMessage {
+    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using OwnMessage = std::unique_ptr<sd_bus_message, UnrefMessage>;
+
+std::uint64_t MonotonicMicroseconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1000000U +
+           static_cast<std::uint64_t>(now.tv_nsec) / 1000U;
+}
+
+} // namespace
+
+BusMessage::BusMessage(std::shared_ptr<BusConnection> connection, sd_bus_message* message)
+    : m_connection(std::move(connection)), m_message(message) {}
+
+BusMessage::BusMessage(BusMessage&& other) noexcept
+    : m_connection(std::move(other.m_connection)),
+      m_message(std::exchange(other.m_message, nullptr)) {}
+
+BusMessage& BusMessage::operator=(BusMessage&& other) noexcept {
+    std::swap(m_connection, other.m_connection);
+    std::swap(m_message, other.m_message);
+    return *this;
+}
+
+BusMessage::~BusMessage() {
+    if (m_message != nullptr) {
+        m_connection->Unref(m_message);
+    }
+}
+
+void PendingReply::Complete(Result result) {
+    {
+        const MutexLock lock(m_mutex);
+        m_result = std::move(result);
+        m_isComplete = true;
+    }
+    m_completed.NotifyAll();
+}
+
+bool PendingReply::IsComplete() {
+    const MutexLock lock(m_mutex);
+    return m_isComplete;
+}
+
+PendingReply::Result PendingReply::Wait() {
+    const MutexLock lock(m_mutex);
+    while (!m_isComplete) {
+        m_completed.Wait(m_mutex);
+    }
+    return m_result;
+}
+
+// A signal subscription on this connection; sd-bus knows it by its address.
+struct BusConnection::Match {
+    BusConnection* connection;
+    std::shared_ptr<const Subscription> subscription;
+    sd_bus_slot* slot = nullptr;
+};
+
+// A call of ours that waits for its answer; sd-bus knows it by its address.
+struct BusConnection::OutgoingCall {
+    BusConnection* connection;
+    std::shared_ptr<PendingReply> reply; // null: the answer goes to the endpoint
+    sd_bus_slot* slot = nullptr;
+};
+
+// These run inside sd_bus_process, which only TakeOut calls, under the lock: the analysis can't see
+// that through sd-bus.
+struct BusConnection::Callbacks {
+    static int OnCall(sd_bus_message* message, void* self, sd_bus_error* error);
+    static int OnSignal(sd_bus_message* message, void* match, sd_bus_error* error);
+    static int OnReply(sd_bus_message* message, void* call, sd_bus_error* error);
+    static int OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_error* error);
+};
+
+BusConnection::BusConnection(Private, sd_bus* bus, int wakeDescriptor)
+    : m_wakeDescriptor(wakeDescriptor), m_bus(bus) {}
+
+BusConnection::~BusConnection() {
+    Close();
+    {
+        const MutexLock lock(m_mutex);
+        sd_bus_unref(m_bus);
+    }
+    close(m_wakeDescriptor);
+}
+
+std::shared_ptr<BusConnection> BusConnection::Open(std::string_view nameSpace, std::string& error) {
+    static const sd_bus_vtable vtable[] = {
+        SD_BUS_VTABLE_START(0),
+        // UNPRIVILEGED: who may call is the bus policy's affair. Without it sd-bus would ask the
+        // bus for each caller's credentials.
+        SD_BUS_METHOD_WITH_NAMES("Call", "ss", SD_BUS_PARAM(subject) SD_BUS_PARAM(payload), "ss",
+                                 SD_BUS_PARAM(subject) SD_BUS_PARAM(payload), &Callbacks::OnCall,
+                                 SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_VTABLE_END,
+    };
+
+    sd_bus* bus = nullptr;
+    int result = sd_bus_open_system(&bus);
+    if (result < 0) {
+        error = std::string("cannot connect to the system bus: ") + strerror(-result);
+        return nullptr;
+    }
+    const int wakeDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wakeDescriptor < 0) {
+        error = std::string("eventfd: ") + strerror(errno);
+        sd_bus_close_unref(bus);
+        return nullptr;
+    }
+    auto connection = std::make_shared<BusConnection>(Private{}, bus, wakeDescriptor);
+    const MutexLock lock(connection->m_mutex);
+    result = sd_bus_add_object_vtable(bus, nullptr, WireText::OBJECT_PATH, WireText::INTERFACE,
+                                      vtable, connection.get());
+    if (result >= 0) {
+        result = connection->FollowOwners(nameSpace);
+    }
+    if (result < 0) {
+        error = std::string("cannot set up the bus connection: ") + strerror(-result);
+    }
+    return result < 0 ? nullptr : connection;
+}
+
+// The rule comes ahead of the question, so that no change falls between the two.
+int BusConnection::FollowOwners(std::string_view nameSpace) {
+    const std::string rule = "type='signal',sender='org.freedesktop.DBus',"
+                             "interface='org.freedesktop.DBus',member='NameOwnerChanged',"
+                             "arg0namespace='" +
+                             std::string(nameSpace) + "'";
+    int result = sd_bus_add_match(m_bus, nullptr, rule.c_str(), Callbacks::OnNameOwnerChanged, this);
+    if (result < 0) {
+        return result;
+    }
+    char** names = nullptr;
+    result = sd_bus_list_names(m_bus, &names, nullptr);
+    if (result < 0) {
+        return result;
+    }
+    for (char** name = names; name != nullptr && *name != nullptr; ++name) {
+        if ((*name)[0] != ':' && WireText::TopLevel(*name) == nameSpace) {
+            sd_bus_message* raw = nullptr;
+            // A name that has gone since the list was made is no loss.
+            if (sd_bus_call_method(m_bus, BUS_NAME, BUS_PATH, BUS_NAME, "GetNameOwner", nullptr,
+                                   &raw, "s", *name) >= 0) {
+                const OwnMessage answer(raw);
+                const char* owner = nullptr;
+                if (sd_bus_message_read(raw, "s", &owner) >= 0) {
+                    m_senderNames.OwnerChanged(*name, owner);
+                }
+            }
+        }
+        free(*name);
+    }
+    free(names);
+    return 0;
+}
+
+int BusConnection::RequestName(const std::string& name) {
+    int result = 0;
+    {
+        const MutexLock lock(m_mutex);
+        result = sd_bus_request_name(m_bus, name.c_str(), SD_BUS_NAME_QUEUE);
+    }
+    Wake();
+    return result;
+}
+
+int BusConnection::Subscribe(std::shared_ptr<const Subscription> subscription) {
+    int result = 0;
+    {
+        const MutexLock lock(m_mutex);
+        const std::string rule =
+            WireText::SignalMatch(subscription->sender, subscription->signal);
+        Match& match = m_matches.emplace_back(Match{this, std::move(subscription)});
+        result = sd_bus_add_match(m_bus, &match.slot, rule.c_str(), Callbacks::OnSignal, &match);
+        if (result < 0) {
+            m_matches.pop_back();
+        }
+    }
+    Wake();
+    return std::min(result, 0);
+}
+
+void BusConnection::Unsubscribe(const Subscription* subscription) {
+    const MutexLock lock(m_mutex);
+    m_matches.remove_if([subscription](const Match& match) {
+        if (match.subscription.get() != subscription) {
+            return false;
+        }
+        sd_bus_slot_unref(match.slot);
+        return true;
+    });
+    WakeForOutput();
+}
+
+int BusConnection::TakeOut(std::vector<Incoming>& out) {
+    const MutexLock lock(m_mutex);
+    const std::size_t full = out.size() + BATCH;
+    m_out = &out;
+    int result = 1;
+    // Each turn reads, dispatches or writes one message; the bound keeps sending threads from
+    // waiting on a busy connection.
+    for (std::size_t turn = 0; result > 0 && out.size() < full && turn < 4 * BATCH; ++turn) {
+        result = sd_bus_process(m_bus, nullptr);
+    }
+    m_out = nullptr;
+    if (result == 0) {
+        m_pollDescriptor = sd_bus_get_fd(m_bus);
+        const int events = sd_bus_get_events(m_bus);
+        m_pollEvents = static_cast<short>(std::max(events, 0));
+        if (sd_bus_get_timeout(m_bus, &m_pollDeadline) < 0) {
+            m_pollDeadline = NO_DEADLINE;
+        }
+    }
+    return std::min(result, 1);
+}
+
+void BusConnection::WaitForWork() {
+    timespec timeout{};
+    const timespec* limit = nullptr;
+    if (m_pollDeadline != NO_DEADLINE) {
+        const std::uint64_t now = MonotonicMicroseconds();
+        const std::uint64_t left = m_pollDeadline > now ? m_pollDeadline - now : 0;
+        timeout.tv_sec = static_cast<time_t>(left / 1000000U);
+        timeout.tv_nsec = static_cast<long>(left % 1000000U * 1000U);
+        limit = &timeout;
+    }
+    std::array<pollfd, 2> descriptors{pollfd{m_pollDescriptor, m_pollEvents, 0},
+                                      pollfd{m_wakeDescriptor, POLLIN, 0}};
+    if (ppoll(descriptors.data(), descriptors.size(), limit, nullptr) > 0 &&
+        descriptors[1].revents != 0) {
+        eventfd_t count = 0;
+        eventfd_read(m_wakeDescriptor, &count);
+    }
+}
+
+void BusConnection::Wake() {
+    eventfd_write(m_wakeDescriptor, 1);
+}
+
+void BusConnection::WakeForOutput() {
+    const int events = sd_bus_get_events(m_bus);
+    if (events > 0 && (events & POLLOUT) != 0) {
+        Wake();
+    }
+}
+
+int BusConnection::Send(sd_bus_message* message) {
+    const int result = sd_bus_send(m_bus, message, nullptr);
+    WakeForOutput();
+    return std::min(result, 0);
+}
+
+void BusConnection::Unref(sd_bus_message* message) {
+    const MutexLock lock(m_mutex);
+    sd_bus_message_unref(message);
+}
+
+int BusConnection::Reply(BusMessage call, const std::string& subject, const std::string& payload) {
+    const MutexLock lock(m_mutex);
+    const OwnMessage received(std::exchange(call.m_message, nullptr));
+    sd_bus_message* raw = nullptr;
+    int result = sd_bus_message_new_method_return(received.get(), &raw);
+    const OwnMessage reply(raw);
+    if (result >= 0) {
+        result = sd_bus_message_append(raw, "ss", subject.c_str(), payload.c_str());
+    }
+    return result < 0 ? result : Send(raw);
+}
+
+int BusConnection::ReplyError(BusMessage call, const char* name, const std::string& text) {
+    const MutexLock lock(m_mutex);
+    const OwnMessage received(std::exchange(call.m_message, nullptr));
+    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
+    sd_bus_message* raw = nullptr;
+    const int result = sd_bus_message_new_method_error(received.get(), &raw, &error);
+    const OwnMessage reply(raw);
+    return result < 0 ? result : Send(raw);
+}
+
+int BusConnection::SendSignal(const std::string& name, const std::string& subject,
+                              const std::string& payload) {
+    const std::string member = WireText::SignalMember(name);
+    const MutexLock lock(m_mutex);
+    sd_bus_message* raw = nullptr;
+    int result = sd_bus_message_new_signal(m_bus, &raw, WireText::OBJECT_PATH, WireText::INTERFACE,
+                                           member.c_str());
+    const OwnMessage signal(raw);
+    if (result >= 0) {
+        result =
+            sd_bus_message_append(raw, "sss", name.c_str(), subject.c_str(), payload.c_str());
+    }
+    return result < 0 ? result : Send(raw);
+}
+
+int BusConnection::Call(const std::string& destination, const std::string& subject,
+                        const std::string& payload, std::shared_ptr<PendingReply> reply) {
+    const MutexLock lock(m_mutex);
+    sd_bus_message* raw = nullptr;
+    int result = sd_bus_message_new_method_call(m_bus, &raw, destination.c_str(),
+                                                WireText::OBJECT_PATH, WireText::INTERFACE,
+                                                WireText::CALL_METHOD);
+    const OwnMessage message(raw);
+    if (result >= 0) {
+        result = sd_bus_message_append(raw, "ss", subject.c_str(), payload.c_str());
+    }
+    if (result < 0) {
+        return result;
+    }
+    OutgoingCall& call = m_calls.emplace_back(OutgoingCall{this, std::move(reply)});
+    result = sd_bus_call_async(m_bus, &call.slot, raw, Callbacks::OnReply, &call, 0);
+    if (result < 0) {
+        m_calls.pop_back();
+        return result;
+    }
+    // The poller's time limit doesn't know of this call's, so it looks again in any case.
+    Wake();
+    return 0;
+}
+
+void BusConnection::Close() {
+    const MutexLock lock(m_mutex);
+    const int events = sd_bus_get_events(m_bus);
+    if (events > 0 && (events & POLLOUT) != 0) {
+        sd_bus_flush(m_bus);
+    }
+    sd_bus_close(m_bus);
+    for (const Match& match : m_matches) {
+        sd_bus_slot_unref(match.slot);
+    }
+    m_matches.clear();
+    for (const OutgoingCall& call : m_calls) {
+        sd_bus_slot_unref(call.slot);
+        if (call.reply != nullptr) {
+            call.reply->Complete({-ENOTCONN, "the bus connection is gone", {}, {}});
+        }
+    }
+    m_calls.clear();
+}
+
+Incoming BusConnection::MakeIncoming(Incoming::Kind kind, sd_bus_message* message) {
+    Incoming incoming;
+    incoming.kind = kind;
+    incoming.message = BusMessage(shared_from_this(), sd_bus_message_ref(message));
+    const char* sender = sd_bus_message_get_sender(message);
+    if (sender != nullptr) {
+        incoming.sender = m_senderNames.NameOf(sender);
+    }
+    return incoming;
+}
+
+int BusConnection::Callbacks::OnCall(sd_bus_message* message, void* self,
+                          sd_bus_error* error) NO_THREAD_SAFETY_ANALYSIS {
+    auto* const connection = static_cast<BusConnection*>(self);
+    const char* subject = nullptr;
+    const char* payload = nullptr;
+    if (sd_bus_message_read(message, "ss", &subject, &payload) < 0) {
+        return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS,
+                                "the arguments are not two strings of valid UTF-8");
+    }
+    Incoming incoming = connection->MakeIncoming(Incoming::Kind::CALL, message);
+    incoming.subject = subject;
+    incoming.payload = payload;
+    connection->m_out->push_back(std::move(incoming));
+    return 1;
+}
+
+int BusConnection::Callbacks::OnSignal(sd_bus_message* message, void* match,
+                            sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
+    const Match& matched = *static_cast<Match*>(match);
+    const char* name = nullptr;
+    const char* subject = nullptr;
+    const char* payload = nullptr;
+    if (sd_bus_message_rewind(message, 1) < 0 ||
+        sd_bus_message_read(message, "sss", &name, &subject, &payload) < 0) {
+        QUILL_LOGD("a signal %s from %s has other arguments than three strings: dropped",
+                   sd_bus_message_get_member(message), sd_bus_message_get_sender(message));
+        return 0;
+    }
+    Incoming incoming = matched.connection->MakeIncoming(Incoming::Kind::SIGNAL, message);
+    incoming.subject = subject;
+    incoming.payload = payload;
+    incoming.subscription = matched.subscription;
+    matched.connection->m_out->push_back(std::move(incoming));
+    return 0; // other subscriptions may match too
+}
+
+int BusConnection::Callbacks::OnReply(sd_bus_message* message, void* call,
+                           sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
+    auto* const answered = static_cast<OutgoingCall*>(call);
+    BusConnection* const connection = answered->connection;
+    const char* subject = nullptr;
+    const char* payload = nullptr;
+    PendingReply::Result result;
+    if (const sd_bus_error* failure = sd_bus_message_get_error(message); failure != nullptr) {
+        const bool late = sd_bus_error_has_name(failure, SD_BUS_ERROR_NO_REPLY) > 0 ||
+                          sd_bus_error_has_name(failure, SD_BUS_ERROR_TIMEOUT) > 0;
+        result.error = late ? -ETIMEDOUT : -EREMOTEIO;
+        result.text = failure->name;
+        if (failure->message != nullptr) {
+            result.text += std::string(": ") + failure->message;
+        }
+    } else if (sd_bus_message_read(message, "ss", &subject, &payload) < 0) {
+        result.error = -EBADMSG;
+        result.text = "the reply isn't two strings";
+    }
+    if (answered->reply == nullptr) {
+        if (result.error == 0) {
+            Incoming incoming = connection->MakeIncoming(Incoming::Kind::REPLY, message);
+            incoming.subject = subject;
+            incoming.payload = payload;
+            connection->m_out->push_back(std::move(incoming));
+        } else {
+            QUILL_LOGW("a call that nobody waits for failed: %s", result.text.c_str());
+        }
+    } else {
+        if (result.error == 0) {
+            result.subject = subject;
+            result.payload = payload;
+        }
+        answered->reply->Complete(std::move(result));
+    }
+    sd_bus_slot_unref(answered->slot);
+    connection->m_calls.remove_if(
+        [answered](const OutgoingCall& entry) { return &entry == answered; });
+    return 1;
+}
+
+int BusConnection::Callbacks::OnNameOwnerChanged(sd_bus_message* message, void* self,
+                                      sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
+    const char* name = nullptr;
+    const char* newOwner = nullptr;
+    if (sd_bus_message_read(message, "sss", &name, nullptr, &newOwner) >= 0) {
+        static_cast<BusConnection*>(self)->m_senderNames.OwnerChanged(name, newOwner);
+    }
+    return 0;
+}
+
+} // namespace Quill

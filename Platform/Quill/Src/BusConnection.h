@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Mutex.h"
+#include "SenderNames.h"
+#include "Subscription.h"
+
+struct sd_bus;
+struct sd_bus_message;
+struct sd_bus_slot;
+
+namespace Quill {
+
+class BusConnection;
+
+/// A reference to a received message. The last one to go takes the connection's lock, so it must
+/// not go while that lock is held.
+class BusMessage {
+public:
+    BusMessage() = default;
+    BusMessage(std::shared_ptr<BusConnection> connection, sd_bus_message* message);
+    ~BusMessage();
+    BusMessage(BusMessage&& other) noexcept;
+    BusMessage& operator=(BusMessage&& other) noexcept;
+    BusMessage(const BusMessage&) = delete;
+    BusMessage& operator=(const BusMessage&) = delete;
+
+    const std::shared_ptr<BusConnection>& Connection() const { return m_connection; }
+
+private:
+    friend class BusConnection;
+    std::shared_ptr<BusConnection> m_connection;
+    sd_bus_message* m_message = nullptr;
+};
+
+/// A message that was taken off the bus. The views point into it.
+struct Incoming {
+    enum class Kind { CALL, SIGNAL, REPLY };
+
+    Kind kind = Kind::CALL;
+    BusMessage message;
+    std::string sender; ///< as callbacks get it
+    const char* subject = "";
+    std::string_view payload;
+    std::shared_ptr<const Subscription> subscription; ///< of a signal
+};
+
+/// The answer to a call of ours. The waiting thread and the dispatching thread meet here.
+class PendingReply {
+public:
+    /// error: 0, or a negative errno value, with `text` saying more.
+    struct Result {
+        int error = 0;
+        std::string text;
+        std::string subject;
+        std::string payload;
+    };
+
+    void Complete(Result result);
+    bool IsComplete();
+    Result Wait();
+
+private:
+    marrow::base::Mutex m_mutex;
+    marrow::base::Condition m_completed;
+    bool m_isComplete GUARDED_BY(m_mutex) = false;
+    Result m_result GUARDED_BY(m_mutex);
+};
+
+// One connection to the message bus: the seam around sd-bus, whose header only BusConnection.cpp
+// includes.
+//
+// sd-bus isn't thread-safe at all, not even in taking a reference, so that every call into it
+// stands under m_mutex. Nothing else happens there: a message is taken out inside sd_bus_process,
+// and the dispatching thread acts on it after the lock is released, because acting may wait for a
+// service whose own thread is just sending. The dispatching thread polls outside the lock. A
+// sending thread writes to the socket itself; it wakes the poller only when the socket was full and
+// output is left to write, or when it has read messages into sd-bus's own queue, where poll doesn't
+// see them.
+//
+// TakeOut and WaitForWork belong to one thread, the dispatching one; everything else may be called
+// from any thread. A connection that has broken stays broken: each call answers with an error, and
+// the endpoint makes a new one.
+class BusConnection : public std::enable_shared_from_this<BusConnection> {
+public:
+    /// Connects to the system bus and follows the owners of names below `nameSpace`. Returns null
+    /// on failure, with the reason in `error`.
+    static std::shared_ptr<BusConnection> Open(std::string_view nameSpace, std::string& error);
+
+    ~BusConnection();
+    BusConnection(const BusConnection&) = delete;
+    BusConnection& operator=(const BusConnection&) = delete;
+
+    /// Asks for a well-known name, in the queue behind its owner if it has one. Returns 1 for owner,
+    /// 0 for queued, or a negative errno value.
+    int RequestName(const std::string& name);
+    int Subscribe(std::shared_ptr<const Subscription> subscription);
+    void Unsubscribe(const Subscription* subscription);
+
+    /// Appends messages to `out`. Returns 1 when there may be more, 0 when there is nothing more
+    /// now, or a negative errno value when the connection is gone.
+    int TakeOut(std::vector<Incoming>& out);
+    /// Waits until TakeOut has work to do or Wake was called. After a TakeOut that answered 0.
+    void WaitForWork();
+    void Wake();
+
+    // Sending. Strings are valid for the bus. Each returns 0 or a negative errno value.
+    int Reply(BusMessage call, const std::string& subject, const std::string& payload);
+    int ReplyError(BusMessage call, const char* name, const std::string& text);
+    int SendSignal(const std::string& name, const std::string& subject, const std::string& payload);
+    /// `reply` gets the answer; where it is null the answer comes out of TakeOut.
+    int Call(const std::string& destination, const std::string& subject, const std::string& payload,
+             std::shared_ptr<PendingReply> reply);
+
+    /// Writes what is left to write and leaves the bus. Calls that wait for an answer get an error.
+    void Close();
+
+private:
+    friend class BusMessage;
+    struct Match;
+    struct OutgoingCall;
+    struct Callbacks; // what sd-bus calls
+
+    struct Private {};
+
+public:
+    BusConnection(Private, sd_bus* bus, int wakeDescriptor);
+
+private:
+    int FollowOwners(std::string_view nameSpace) REQUIRES(m_mutex);
+    Incoming MakeIncoming(Incoming::Kind kind, sd_bus_message* message) REQUIRES(m_mutex);
+    int Send(sd_bus_message* message) REQUIRES(m_mutex);
+    void WakeForOutput() REQUIRES(m_mutex);
+    void Unref(sd_bus_message* message) EXCLUDES(m_mutex);
+
+    const int m_wakeDescriptor;
+
+    marrow::base::Mutex m_mutex;
+    // Below: guarded by m_mutex.
+    sd_bus* const m_bus PT_GUARDED_BY(m_mutex);
+    SenderNames m_senderNames GUARDED_BY(m_mutex);
+    std::list<Match> m_matches GUARDED_BY(m_mutex);
+    std::list<OutgoingCall> m_calls GUARDED_BY(m_mutex);
+    std::vector<Incoming>* m_out GUARDED_BY(m_mutex) = nullptr; // set inside TakeOut only
+
+    // The dispatching thread's own: what to poll for, from TakeOut to WaitForWork.
+    int m_pollDescriptor = -1;
+    short m_pollEvents = 0;
+    std::uint64_t m_pollDeadline = 0;
+};
+
+} // namespace Quill

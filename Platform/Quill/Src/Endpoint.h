@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "BusConnection.h"
+#include "CallbackGate.h"
+#include "Mutex.h"
+#include "TCServer.h"
+
+namespace Quill {
+
+// The works of a TCServer.
+//
+// One dispatching thread takes messages off the connection, decodes them and either queues each
+// with the task that IfTransferMessage names or delivers it itself. Deliveries keep the endpoint
+// and their connection alive, so that both may outlast the TCServer; the gate keeps them from
+// calling into a server that has closed.
+//
+// m_mutex guards what other threads ask for: the present connection and the list of subscriptions.
+// It is never held across a callback or a wait for the bus. When the connection breaks the
+// dispatching thread drops it, and makes a new one with growing pauses; a delivery that belongs to
+// the old one ends as ever, and its answer goes nowhere.
+class Endpoint : public std::enable_shared_from_this<Endpoint> {
+public:
+    Endpoint(TCServer& server, std::string name);
+    ~Endpoint();
+    Endpoint(const Endpoint&) = delete;
+    Endpoint& operator=(const Endpoint&) = delete;
+
+    // See TCServer.
+    bool Open();
+    void Close();
+    bool Subscribe(std::shared_ptr<const Subscription> entry);
+    void Unsubscribe(const std::string& sender, const std::string& signal);
+    int SendMessage(const char* destination, const TCMessage& message, bool wait, TCMessage* reply);
+    int SendSignal(const std::string& signal, const TCMessage& message);
+
+    /// The endpoint of this process that bears this name and is open, or null.
+    static std::shared_ptr<Endpoint> Find(const std::string& name);
+
+    /// One callback into the server: valid where IsOpen says so.
+    class Callback {
+    public:
+        explicit Callback(Endpoint& endpoint);
+        ~Callback();
+        Callback(const Callback&) = delete;
+        Callback& operator=(const Callback&) = delete;
+
+        bool IsOpen() const { return m_passage.IsOpen(); }
+        TCServer& Server() const { return m_endpoint.m_server; }
+
+    private:
+        Endpoint& m_endpoint;
+        const CallbackGate::Passage m_passage;
+        const Endpoint* const m_outer;
+    };
+
+private:
+    void Run();
+    bool Connect();
+    void Disconnect(int error);
+    void WaitToConnect();
+
+    void Act(Incoming incoming);
+    void Deliver(Incoming incoming, TCMessage message);
+    void CallBack(const Incoming& incoming, TCMessage message);
+
+    std::shared_ptr<BusConnection> Connection() EXCLUDES(m_mutex);
+    bool IsDispatchingThread() const;
+    PendingReply::Result WaitFor(BusConnection& connection, PendingReply& reply);
+
+    TCServer& m_server;
+    const std::string m_name;
+    const std::string m_busName; // empty: not a name that the bus takes
+
+    CallbackGate m_gate;
+
+    marrow::base::Mutex m_mutex;
+    marrow::base::Condition m_closingChanged;
+    bool m_closing GUARDED_BY(m_mutex) = true;
+    std::shared_ptr<BusConnection> m_connection GUARDED_BY(m_mutex);
+    std::vector<std::shared_ptr<const Subscription>> m_subscriptions GUARDED_BY(m_mutex);
+
+    std::thread m_thread; // written by Open and Close only
+
+    // The dispatching thread's own.
+    std::vector<Incoming> m_backlog;
+    std::chrono::milliseconds m_pause;
+    bool m_announced = false;
+};
+
+} // namespace Quill

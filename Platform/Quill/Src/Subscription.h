@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "TCServer.h"
+
+namespace Quill {
+
+/// What SubscribeSignal was asked for. Constant after construction, `ended` excepted, which any
+/// thread may set once.
+struct Subscription {
+    Subscription(std::string fromSender, std::string ofSignal, TCServer::SignalCallback toCallback,
+                 void* withUserData)
+        : sender(std::move(fromSender)), signal(std::move(ofSignal)), callback(toCallback),
+          userData(withUserData) {}
+
+    const std::string sender; ///< a bus name, or empty for anybody
+    const std::string signal;
+    const TCServer::SignalCallback callback;
+    void* const userData;
+    mutable std::atomic<bool> ended{false}; ///< signals on their way are dropped
+};
+
+} // namespace Quill
