@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+/// A message bus of the test's own: a dbus-daemon that ends with this object. While it lives,
+/// DBUS_SYSTEM_BUS_ADDRESS names it. One at a time.
+class PrivateBus {
+public:
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    /// Ends the bus, as if it had crashed; its address stays.
+    void Kill();
+    /// Starts it again at the same address.
+    void Start();
+
+    const std::string& Address() const { return m_address; }
+    const std::string& Folder() const { return m_folder; }
+
+private:
+    std::string m_folder;
+    std::string m_address;
+    pid_t m_pid = -1;
+};

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// How the sanitizers behave in every program of their builds. A suppression names one function and
+// says why what it does is meant.
+
+extern "C" {
+
+const char* __asan_default_options() {
+    return "detect_leaks=1:detect_stack_use_after_return=1:abort_on_error=1";
+}
+
+const char* __ubsan_default_options() {
+    return "print_stacktrace=1";
+}
+
+const char* __lsan_default_suppressions() {
+    return "";
+}
+
+const char* __tsan_default_options() {
+    return "halt_on_error=1:second_deadlock_stack=1";
+}
+
+const char* __tsan_default_suppressions() {
+    return "";
+}
+
+} // extern "C"
