@@ -25,8 +25,8 @@ constexpr std::size_t LINE_ON_STACK = 1024;
 constexpr std::size_t LONGEST_TEXT = 64 * 1024;
 constexpr std::string_view CUT_MARK = "... (cut)";
 // Signals whose default action ends the process.
-constexpr std::array FATAL_SIGNALS{SIGSEGV, SIGBUS,  SIGFPE,  SIGILL, SIGABRT,
-                                   SIGTERM, SIGINT,  SIGHUP,  SIGQUIT, SIGSYS};
+constexpr std::array FATAL_SIGNALS{SIGSEGV, SIGBUS, SIGFPE, SIGILL,  SIGABRT,
+                                   SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGSYS};
 
 BufferedSink* g_sinkOfSignals = nullptr;
 
@@ -89,8 +89,8 @@ spdlog::level::level_enum LevelFromEnvironment() {
     if (level == "off") {
         return spdlog::level::off;
     }
-    std::fprintf(stderr, "DLOG_LEVEL is '%s': not one of debug, info, warn, error, off; using info\n",
-                 name);
+    std::fprintf(
+        stderr, "DLOG_LEVEL is '%s': not one of debug, info, warn, error, off; using info\n", name);
     return spdlog::level::info;
 }
 

@@ -84,8 +84,7 @@ public:
     /// null; without, the answer goes to IfMessageReplied. Any thread, a callback's too.
     /// Returns 0, or a negative errno value: -EMSGSIZE for more than the bus takes, -ENOTCONN
     /// without a bus, -ETIMEDOUT, -EREMOTEIO for an error reply, whose text goes to the log.
-    int SendMessage(const char* destination, const TCMessage* message, bool wait,
-                    TCMessage* reply);
+    int SendMessage(const char* destination, const TCMessage* message, bool wait, TCMessage* reply);
 
     /// Sends a signal from the endpoint named `server`, which is one of this process. Any thread.
     /// Returns 0, or a negative errno value: -ENOENT when there is no such endpoint, else as

@@ -164,7 +164,8 @@ int BusConnection::FollowOwners(std::string_view nameSpace) {
                              "interface='org.freedesktop.DBus',member='NameOwnerChanged',"
                              "arg0namespace='" +
                              std::string(nameSpace) + "'";
-    int result = sd_bus_add_match(m_bus, nullptr, rule.c_str(), Callbacks::OnNameOwnerChanged, this);
+    int result =
+        sd_bus_add_match(m_bus, nullptr, rule.c_str(), Callbacks::OnNameOwnerChanged, this);
     if (result < 0) {
         return result;
     }
@@ -206,8 +207,7 @@ int BusConnection::Subscribe(std::shared_ptr<const Subscription> subscription) {
     int result = 0;
     {
         const MutexLock lock(m_mutex);
-        const std::string rule =
-            WireText::SignalMatch(subscription->sender, subscription->signal);
+        const std::string rule = WireText::SignalMatch(subscription->sender, subscription->signal);
         Match& match = m_matches.emplace_back(Match{this, std::move(subscription)});
         result = sd_bus_add_match(m_bus, &match.slot, rule.c_str(), Callbacks::OnSignal, &match);
         if (result < 0) {
@@ -308,7 +308,7 @@ int BusConnection::Reply(BusMessage call, const std::string& subject, const std:
 int BusConnection::ReplyError(BusMessage call, const char* name, const std::string& text) {
     const MutexLock lock(m_mutex);
     const OwnMessage received(std::exchange(call.m_message, nullptr));
-    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(name, text.c_str());
+    const sd_bus_error error{name, text.c_str(), 0};
     sd_bus_message* raw = nullptr;
     const int result = sd_bus_message_new_method_error(received.get(), &raw, &error);
     const OwnMessage reply(raw);
@@ -324,8 +324,7 @@ int BusConnection::SendSignal(const std::string& name, const std::string& subjec
                                            member.c_str());
     const OwnMessage signal(raw);
     if (result >= 0) {
-        result =
-            sd_bus_message_append(raw, "sss", name.c_str(), subject.c_str(), payload.c_str());
+        result = sd_bus_message_append(raw, "sss", name.c_str(), subject.c_str(), payload.c_str());
     }
     return result < 0 ? result : Send(raw);
 }
@@ -334,9 +333,9 @@ int BusConnection::Call(const std::string& destination, const std::string& subje
                         const std::string& payload, std::shared_ptr<PendingReply> reply) {
     const MutexLock lock(m_mutex);
     sd_bus_message* raw = nullptr;
-    int result = sd_bus_message_new_method_call(m_bus, &raw, destination.c_str(),
-                                                WireText::OBJECT_PATH, WireText::INTERFACE,
-                                                WireText::CALL_METHOD);
+    int result =
+        sd_bus_message_new_method_call(m_bus, &raw, destination.c_str(), WireText::OBJECT_PATH,
+                                       WireText::INTERFACE, WireText::CALL_METHOD);
     const OwnMessage message(raw);
     if (result >= 0) {
         result = sd_bus_message_append(raw, "ss", subject.c_str(), payload.c_str());
@@ -387,7 +386,7 @@ Incoming BusConnection::MakeIncoming(Incoming::Kind kind, sd_bus_message* messag
 }
 
 int BusConnection::Callbacks::OnCall(sd_bus_message* message, void* self,
-                          sd_bus_error* error) NO_THREAD_SAFETY_ANALYSIS {
+                                     sd_bus_error* error) NO_THREAD_SAFETY_ANALYSIS {
     auto* const connection = static_cast<BusConnection*>(self);
     const char* subject = nullptr;
     const char* payload = nullptr;
@@ -403,7 +402,7 @@ int BusConnection::Callbacks::OnCall(sd_bus_message* message, void* self,
 }
 
 int BusConnection::Callbacks::OnSignal(sd_bus_message* message, void* match,
-                            sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
+                                       sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
     const Match& matched = *static_cast<Match*>(match);
     const char* name = nullptr;
     const char* subject = nullptr;
@@ -423,7 +422,7 @@ int BusConnection::Callbacks::OnSignal(sd_bus_message* message, void* match,
 }
 
 int BusConnection::Callbacks::OnReply(sd_bus_message* message, void* call,
-                           sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
+                                      sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
     auto* const answered = static_cast<OutgoingCall*>(call);
     BusConnection* const connection = answered->connection;
     const char* subject = nullptr;
@@ -463,8 +462,8 @@ int BusConnection::Callbacks::OnReply(sd_bus_message* message, void* call,
     return 1;
 }
 
-int BusConnection::Callbacks::OnNameOwnerChanged(sd_bus_message* message, void* self,
-                                      sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
+int BusConnection::Callbacks::OnNameOwnerChanged(
+    sd_bus_message* message, void* self, sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
     const char* name = nullptr;
     const char* newOwner = nullptr;
     if (sd_bus_message_read(message, "sss", &name, nullptr, &newOwner) >= 0) {

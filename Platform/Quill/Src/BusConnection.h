@@ -99,8 +99,8 @@ public:
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
 
-    /// Asks for a well-known name, in the queue behind its owner if it has one. Returns 1 for owner,
-    /// 0 for queued, or a negative errno value.
+    /// Asks for a well-known name, in the queue behind its owner if it has one. Returns 1 for
+    /// owner, 0 for queued, or a negative errno value.
     int RequestName(const std::string& name);
     int Subscribe(std::shared_ptr<const Subscription> subscription);
     void Unsubscribe(const Subscription* subscription);

@@ -373,8 +373,8 @@ void Endpoint::Act(Incoming incoming) {
     }
     TCMessage message;
     std::string error;
-    const auto root = incoming.kind == Incoming::Kind::REPLY ? JsonCodec::Root::ANY
-                                                             : JsonCodec::Root::OBJECT;
+    const auto root =
+        incoming.kind == Incoming::Kind::REPLY ? JsonCodec::Root::ANY : JsonCodec::Root::OBJECT;
     if (!JsonCodec::Decode(incoming.payload, root, message.payload, error)) {
         QUILL_LOGD("endpoint %s: bad payload from %s: %s", m_name.c_str(), incoming.sender.c_str(),
                    error.c_str());
@@ -395,8 +395,8 @@ void Endpoint::Act(Incoming incoming) {
 }
 
 void Endpoint::Deliver(Incoming incoming, TCMessage message) {
-    auto delivery = std::make_unique<Delivery>(shared_from_this(), std::move(incoming),
-                                               std::move(message));
+    auto delivery =
+        std::make_unique<Delivery>(shared_from_this(), std::move(incoming), std::move(message));
     TCEventIO* target = nullptr;
     bool transfer = false;
     {
@@ -404,8 +404,8 @@ void Endpoint::Deliver(Incoming incoming, TCMessage message) {
         if (!callback.IsOpen()) {
             return;
         }
-        transfer = callback.Server().IfTransferMessage(delivery->Sender(), delivery->Message(),
-                                                       target);
+        transfer =
+            callback.Server().IfTransferMessage(delivery->Sender(), delivery->Message(), target);
     }
     if (transfer && target != nullptr) {
         TCEvent event;
