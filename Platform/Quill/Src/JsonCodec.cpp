@@ -18,7 +18,7 @@ Json::CharReader& Reader() {
         Json::CharReaderBuilder builder;
         Json::CharReaderBuilder::strictMode(&builder.settings_);
         builder["strictRoot"] = false; // the root's type is checked in Decode
-        // The reader counts the root's members as its first level.
+        // The reader counts the values that it is inside of, the innermost one too.
         builder["stackLimit"] = DEEPEST_NESTING + 1;
         return std::unique_ptr<Json::CharReader>(builder.newCharReader());
     }();

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "JsonCodec.h"
+
+namespace {
+
+using Quill::JsonCodec::Decode;
+using Quill::JsonCodec::Encode;
+using Quill::JsonCodec::Root;
+
+// A number inside this many objects and arrays.
+std::string Nested(int depth) {
+    std::string text = R"({"a":)";
+    text.append(static_cast<std::size_t>(depth - 1), '[');
+    text += '1';
+    text.append(static_cast<std::size_t>(depth - 1), ']');
+    return text + "}";
+}
+
+struct Refused : testing::TestWithParam<const char*> {};
+
+TEST_P(Refused, LeavesTheValueAsItWasAndSaysWhatIsWrongInOneLine) {
+    Json::Value value = "untouched";
+    std::string error;
+    EXPECT_FALSE(Decode(GetParam(), Root::OBJECT, value, error));
+    EXPECT_EQ(value, Json::Value("untouched"));
+    EXPECT_FALSE(error.empty());
+    EXPECT_EQ(error.find('\n'), std::string::npos) << error;
+}
+
+INSTANTIATE_TEST_SUITE_P(BadText, Refused,
+                         testing::Values("{", "}", "nonsense", "{\"a\":1}}", "{\"a\":1} trailing",
+                                         "{\"a\":1,}", "{'a':1}", "{a:1}", "{\"a\":1,\"a\":2}",
+                                         "{\"a\":1} {\"b\":2}", "// comment\n{}", "{\"a\":NaN}",
+                                         "{\"a\":\"\\ud800\"}", "[1,2]", "1", "\"text\"", "null",
+                                         "true", " ", "{\"a\":\"\\x\"}"));
+
+TEST(JsonCodec, TakesAnEmptyTextForAnEmptyPayload) {
+    Json::Value value = 1;
+    std::string error;
+    ASSERT_TRUE(Decode("", Root::OBJECT, value, error));
+    EXPECT_TRUE(value.isNull());
+    EXPECT_EQ(Encode(Json::Value()), "");
+}
+
+TEST(JsonCodec, TakesAnyValueInAReply) {
+    for (const char* text : {"1", "[1,2]", "\"text\"", "true", "{}"}) {
+        Json::Value value;
+        std::string error;
+        EXPECT_TRUE(Decode(text, Root::ANY, value, error)) << text << ": " << error;
+        EXPECT_EQ(Encode(value), text);
+    }
+}
+
+TEST(JsonCodec, ReadsDownToTheLimitAndNoDeeper) {
+    Json::Value value;
+    std::string error;
+    EXPECT_TRUE(Decode(Nested(Quill::JsonCodec::DEEPEST_NESTING), Root::OBJECT, value, error))
+        << error;
+    EXPECT_FALSE(Decode(Nested(Quill::JsonCodec::DEEPEST_NESTING + 1), Root::OBJECT, value, error));
+    EXPECT_FALSE(Decode(Nested(1000000), Root::OBJECT, value, error));
+}
+
+TEST(JsonCodec, GoesOnWorkingAfterAnErrorOnTheSameThread) {
+    Json::Value value;
+    std::string error;
+    EXPECT_FALSE(Decode(Nested(5000), Root::OBJECT, value, error));
+    EXPECT_FALSE(Decode("{\"a\"", Root::OBJECT, value, error));
+    EXPECT_TRUE(Decode("{\"a\":1}", Root::OBJECT, value, error));
+    EXPECT_EQ(value["a"], 1);
+}
+
+TEST(JsonCodec, KeepsNumbersAndStringsThroughARoundTrip) {
+    Json::Value sent;
+    sent["least"] = std::numeric_limits<Json::Int64>::min();
+    sent["most"] = std::numeric_limits<Json::UInt64>::max();
+    sent["real"] = 0.1;
+    sent["text"] = "h\xC3\xA4llo \"quoted\" \\ \n\t";
+    sent["zero"] = std::string("a\0b", 3);
+    sent["beyond"] = "\xF0\x9F\x93\xBA";
+    Json::Value received;
+    std::string error;
+    ASSERT_TRUE(Decode(Encode(sent), Root::OBJECT, received, error)) << error;
+    EXPECT_EQ(received, sent);
+}
+
+TEST(JsonCodec, WritesNothingOfBytesThatAreNoUtf8ButAReplacement) {
+    Json::Value value;
+    value["a"] = "x\xFFy\xC3z";
+    EXPECT_EQ(Encode(value), "{\"a\":\"x\xEF\xBF\xBDy\xEF\xBF\xBDz\"}");
+}
+
+TEST(JsonCodec, KeepsANoncharacterAsAnEscape) {
+    Json::Value value;
+    value["a"] = "\xEF\xBF\xBE \xF0\x9F\xBF\xBF";
+    const std::string text = Encode(value);
+    EXPECT_EQ(text, "{\"a\":\"\\ufffe \\ud83f\\udfff\"}");
+    Json::Value back;
+    std::string error;
+    ASSERT_TRUE(Decode(text, Root::OBJECT, back, error)) << error;
+    EXPECT_EQ(back, value);
+}
+
+TEST(JsonCodec, WritesJsonForNumbersThatJsonDoesntHave) {
+    Json::Value value;
+    value["nan"] = std::numeric_limits<double>::quiet_NaN();
+    value["infinite"] = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(Encode(value), R"({"infinite":1e+9999,"nan":null})");
+}
+
+} // namespace

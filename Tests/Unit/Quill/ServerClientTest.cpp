@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "Gate.h"
+#include "PrivateBus.h"
+#include "TestServer.h"
+
+namespace {
+
+using Quill::TCMessage;
+
+class ServerClient : public testing::Test {
+protected:
+    ServerClient() {
+        server.CreateDBusServer();
+        client.CreateDBusServer();
+    }
+
+    PrivateBus bus;
+    TestServer server;
+    TestServer client{"test.Client"};
+};
+
+TEST_F(ServerClient, SendsACallAndWaitsForItsAnswer) {
+    TCMessage message;
+    message.subject = "subject";
+    message.payload["a"] = 1;
+    TCMessage reply;
+    ASSERT_EQ(client.SendMessage("test.Server", &message, true, &reply), 0);
+    EXPECT_EQ(reply.subject, "subject");
+    EXPECT_EQ(reply.payload["a"], 1);
+    EXPECT_EQ(client.SendMessage("test.Server", &message, true, nullptr), 0);
+}
+
+TEST_F(ServerClient, GivesTheAnswerToACallThatDidntWaitToItsCallback) {
+    Gate replied;
+    std::string text;
+    client.onReplied = [&](const char* sender, const TCMessage* message) {
+        text = std::string(sender) + " " + message->payload["a"].asString();
+        replied.Open();
+    };
+    TCMessage message;
+    message.payload["a"] = "b";
+    ASSERT_EQ(client.SendMessage("test.Server", &message, false, nullptr), 0);
+    ASSERT_TRUE(replied.Wait());
+    EXPECT_EQ(text, "test.Server b");
+}
+
+TEST_F(ServerClient, LeavesTheReplyAloneWhenTheCallFails) {
+    TCMessage message;
+    TCMessage reply;
+    reply.subject = "untouched";
+    EXPECT_EQ(client.SendMessage("nobody.here", &message, true, &reply), -EREMOTEIO);
+    EXPECT_EQ(client.SendMessage("not a name", &message, true, &reply), -EINVAL);
+    EXPECT_EQ(client.SendMessage(nullptr, &message, true, &reply), -EINVAL);
+    EXPECT_EQ(client.SendMessage("test.Server", nullptr, true, &reply), -EINVAL);
+    message.payload["text"] = std::string(33UL * 1024 * 1024, 'x');
+    EXPECT_EQ(client.SendMessage("test.Server", &message, true, &reply), -EMSGSIZE);
+    EXPECT_EQ(reply.subject, "untouched");
+}
+
+TEST_F(ServerClient, MayCallFromItsOwnCallbackAndKeepsWhatComesMeanwhile) {
+    // The server asks the client back before it answers; the client's second call waits in line.
+    std::vector<std::string> order;
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage* reply,
+                            const char*) {
+        order.push_back(message->subject);
+        if (message->subject == "outer") {
+            TCMessage question;
+            TCMessage answer;
+            question.subject = "question";
+            EXPECT_EQ(server.SendMessage("test.Client", &question, true, &answer), 0);
+            *reply = answer;
+        }
+    };
+    client.onReceived = [&](const char*, const TCMessage*, TCMessage* reply, const char*) {
+        TCMessage second;
+        second.subject = "second";
+        EXPECT_EQ(client.SendMessage("test.Server", &second, false, nullptr), 0);
+        reply->payload["answer"] = 42;
+    };
+    TCMessage message;
+    message.subject = "outer";
+    TCMessage reply;
+    ASSERT_EQ(client.SendMessage("test.Server", &message, true, &reply), 0);
+    EXPECT_EQ(reply.payload["answer"], 42);
+    TCMessage last;
+    last.subject = "last";
+    ASSERT_EQ(client.SendMessage("test.Server", &last, true, nullptr), 0);
+    EXPECT_EQ(order, (std::vector<std::string>{"outer", "second", "last"}));
+}
+
+TEST_F(ServerClient, HasNoConnectionAfterItIsClosed) {
+    client.CloseDBusServer();
+    const TCMessage message;
+    EXPECT_EQ(client.SendMessage("test.Server", &message, true, nullptr), -ENOTCONN);
+}
+
+} // namespace

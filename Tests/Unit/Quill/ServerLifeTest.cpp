@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <thread>
+
+#include "Dlog.h"
+#include "Gate.h"
+#include "LogCapture.h"
+#include "PrivateBus.h"
+#include "RawClient.h"
+#include "TCTask.h"
+#include "TestServer.h"
+#include "WaitUntil.h"
+
+namespace {
+
+using Quill::TCEventIO;
+using Quill::TCMessage;
+
+class ServerLife : public testing::Test {
+protected:
+    PrivateBus bus;
+    TestServer server;
+};
+
+TEST_F(ServerLife, AppearsOnTheBusWithItsCreationAndLeavesItWithItsEnd) {
+    RawClient client;
+    EXPECT_FALSE(client.NameHasOwner("test.Server"));
+    EXPECT_TRUE(server.CreateDBusServer());
+    EXPECT_TRUE(client.NameHasOwner("test.Server"));
+    server.CloseDBusServer();
+    EXPECT_TRUE(WaitUntil([&] { return !client.NameHasOwner("test.Server"); }));
+    server.CloseDBusServer(); // a second time is no harm
+    EXPECT_TRUE(server.CreateDBusServer());
+    EXPECT_EQ(client.Call("test.Server", "", R"({"a":1})").payload, R"({"a":1})");
+}
+
+TEST_F(ServerLife, ClosesOnlyWhenNoCallbackRunsAnyMore) {
+    Gate inCallback;
+    Gate goOn;
+    std::atomic<bool> returned{false};
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        inCallback.Open();
+        goOn.Wait();
+        returned = true;
+    };
+    server.CreateDBusServer();
+    RawClient client;
+    client.Send("test.Server", "", "");
+    ASSERT_TRUE(inCallback.Wait());
+    std::thread release([&] { goOn.Open(); });
+    server.CloseDBusServer();
+    EXPECT_TRUE(returned);
+    release.join();
+}
+
+TEST_F(ServerLife, DeliversNothingAfterItsEndThatStillWaitedInATasksQueue) {
+    Quill::TCTask task("task");
+    std::atomic<int> received{0};
+    Gate asked;
+    server.onTransfer = [&](const char*, const TCMessage*, TCEventIO*& target) {
+        target = &task;
+        asked.Open();
+        return true;
+    };
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) { ++received; };
+    server.CreateDBusServer();
+    RawClient client;
+    client.Send("test.Server", "", "");
+    ASSERT_TRUE(asked.Wait());
+    server.CloseDBusServer(); // the task has no thread yet, the message waits
+    task.Create("task", true, 0);
+    task.Destroy();
+    EXPECT_EQ(received, 0);
+}
+
+TEST_F(ServerLife, RefusesToBeClosedFromItsOwnCallback) {
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage* reply, const char*) {
+        server.CloseDBusServer();
+        reply->payload["open"] = true;
+    };
+    server.CreateDBusServer();
+    RawClient client;
+    EXPECT_EQ(client.Call("test.Server", "", "").payload, R"({"open":true})");
+    EXPECT_EQ(LogCapture::Count(DLOG_ERROR,
+                                "endpoint test.Server cannot be closed from its own callback"),
+              1);
+}
+
+TEST_F(ServerLife, SaysSoWhenItsNameIsNoBusName) {
+    TestServer wrong("not a name");
+    EXPECT_FALSE(wrong.CreateDBusServer());
+    EXPECT_EQ(LogCapture::CountBeginning(DLOG_ERROR, "endpoint 'not a name': "), 1);
+}
+
+TEST_F(ServerLife, WaitsInLineForANameThatSomebodyElseOwns) {
+    auto first = std::make_unique<RawClient>();
+    first->RequestName("test.Server");
+    EXPECT_TRUE(server.CreateDBusServer());
+    EXPECT_EQ(LogCapture::CountBeginning(DLOG_WARN,
+                                         "endpoint test.Server: the name has another owner"),
+              1);
+    first.reset();
+    RawClient client;
+    EXPECT_TRUE(WaitUntil([&] {
+        return client.Call("test.Server", "", R"({"a":1})").payload == R"({"a":1})";
+    }));
+}
+
+TEST_F(ServerLife, ComesUpWithoutABusAndTakesItsPlaceWhenThereIsOne) {
+    bus.Kill();
+    server.SubscribeSignal(nullptr, "news", nullptr, nullptr);
+    Gate heard;
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char* signal) {
+        if (signal != nullptr) {
+            heard.Open();
+        }
+    };
+    EXPECT_FALSE(server.CreateDBusServer());
+    EXPECT_EQ(LogCapture::CountBeginning(DLOG_ERROR, "endpoint test.Server: cannot connect"), 1);
+    const TCMessage message;
+    EXPECT_EQ(Quill::TCServer::SendSignal("test.Server", "news", &message), -ENOTCONN);
+    bus.Start();
+    ASSERT_TRUE(LogCapture::WaitFor(DLOG_WARN, "endpoint test.Server is on the bus again"));
+    RawClient client;
+    EXPECT_EQ(client.Call("test.Server", "", "").error, "");
+    client.SendSignal("news", {"news", "", ""});
+    EXPECT_TRUE(heard.Wait());
+}
+
+TEST_F(ServerLife, TakesItsNameAndItsSubscriptionsAgainWhenTheBusComesBack) {
+    Gate heard;
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage* reply,
+                            const char* signal) {
+        if (signal != nullptr) {
+            heard.Open();
+        } else {
+            *reply = *message;
+        }
+    };
+    server.CreateDBusServer();
+    server.SubscribeSignal(nullptr, "news", nullptr, nullptr);
+    bus.Kill();
+    ASSERT_TRUE(WaitUntil([] {
+        return LogCapture::CountBeginning(DLOG_WARN, "endpoint test.Server has lost the bus") == 1;
+    }));
+    bus.Start();
+    ASSERT_TRUE(LogCapture::WaitFor(DLOG_WARN, "endpoint test.Server is on the bus again"));
+    RawClient client;
+    EXPECT_EQ(client.Call("test.Server", "", R"({"a":1})").payload, R"({"a":1})");
+    client.SendSignal("news", {"news", "", ""});
+    EXPECT_TRUE(heard.Wait());
+}
+
+TEST_F(ServerLife, EndsADeliveryWhoseBusHasGoneAndAnswersNobody) {
+    Quill::TCTask task("task");
+    task.Create("task", true, 0);
+    Gate inCallback;
+    Gate goOn;
+    Gate returned;
+    server.onTransfer = [&](const char*, const TCMessage*, TCEventIO*& target) {
+        target = &task;
+        return true;
+    };
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        inCallback.Open();
+        goOn.Wait();
+        returned.Open();
+    };
+    server.CreateDBusServer();
+    auto client = std::make_unique<RawClient>();
+    client->Send("test.Server", "", "");
+    ASSERT_TRUE(inCallback.Wait());
+    bus.Kill();
+    bus.Start();
+    ASSERT_TRUE(LogCapture::WaitFor(DLOG_WARN, "endpoint test.Server is on the bus again"));
+    goOn.Open();
+    ASSERT_TRUE(returned.Wait());
+    RawClient again;
+    EXPECT_EQ(again.Call("test.Server", "", "").error, "");
+    server.CloseDBusServer();
+    task.Destroy();
+}
+
+TEST_F(ServerLife, EndsACallThatWaitsWhenTheBusGoes) {
+    TestServer client("test.Client");
+    Gate inCallback;
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        inCallback.Open();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    };
+    server.CreateDBusServer();
+    client.CreateDBusServer();
+    int result = 0;
+    std::thread caller([&] {
+        const TCMessage message;
+        result = client.SendMessage("test.Server", &message, true, nullptr);
+    });
+    ASSERT_TRUE(inCallback.Wait());
+    bus.Kill();
+    caller.join();
+    EXPECT_LT(result, 0);
+}
+
+TEST_F(ServerLife, GoesWithItsConnectionsAndThreadsWhenItIsDestroyedAtOnce) {
+    for (int i = 0; i < 20; ++i) {
+        TestServer brief("test.Brief");
+        EXPECT_TRUE(brief.CreateDBusServer());
+    }
+    bus.Kill();
+    for (int i = 0; i < 20; ++i) {
+        TestServer brief("test.Brief");
+        EXPECT_FALSE(brief.CreateDBusServer());
+    }
+}
+
+} // namespace

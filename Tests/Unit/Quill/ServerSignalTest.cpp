@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <thread>
+
+#include "Gate.h"
+#include "PrivateBus.h"
+#include "RawClient.h"
+#include "TCTask.h"
+#include "TestServer.h"
+
+namespace {
+
+using Quill::TCMessage;
+using Quill::TCServer;
+
+class ServerSignal : public testing::Test {
+protected:
+    PrivateBus bus;
+    TestServer server;
+    RawClient client;
+};
+
+TEST_F(ServerSignal, DeliversASubscribedSignalThroughTheServersCallbacks) {
+    Gate received;
+    std::string text;
+    server.onReceived = [&](const char* sender, const TCMessage* message, TCMessage* /*reply*/,
+                            const char* signal) {
+        text = std::string(sender) + " " + signal + " " + message->subject + " " +
+               message->payload["a"].asString();
+        received.Open();
+    };
+    server.CreateDBusServer();
+    ASSERT_TRUE(server.SubscribeSignal(nullptr, "some.news", nullptr, nullptr));
+    client.RequestName("test.client");
+    client.SendSignal("some_2enews", {"some.news", "subject", R"({"a":"b"})"});
+    ASSERT_TRUE(received.Wait());
+    EXPECT_EQ(text, "test.client some.news subject b");
+}
+
+TEST_F(ServerSignal, CarriesASignalToATargetsThread) {
+    Quill::TCTask task("task");
+    task.Create("task", true, 0);
+    Gate received;
+    std::thread::id asked;
+    std::thread::id delivered;
+    server.onTransfer = [&](const char*, const TCMessage*, Quill::TCEventIO*& target) {
+        asked = std::this_thread::get_id();
+        target = &task;
+        return true;
+    };
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        delivered = std::this_thread::get_id();
+        received.Open();
+    };
+    server.SubscribeSignal(nullptr, "news", nullptr, nullptr);
+    server.CreateDBusServer();
+    client.SendSignal("news", {"news", "", ""});
+    ASSERT_TRUE(received.Wait());
+    EXPECT_NE(asked, delivered);
+    server.CloseDBusServer();
+    task.Destroy();
+}
+
+TEST_F(ServerSignal, GivesASignalToItsCallbackWithTheUserData) {
+    struct Heard {
+        Gate gate;
+        std::string text;
+    } heard;
+    server.onReceived = [](const char*, const TCMessage*, TCMessage*, const char*) { FAIL(); };
+    server.CreateDBusServer();
+    const auto callback = [](const char* /*sender*/, const char* signal, TCMessage* message,
+                             void* userData) {
+        auto& data = *static_cast<Heard*>(userData);
+        data.text = std::string(signal) + " " + message->subject;
+        data.gate.Open();
+    };
+    ASSERT_TRUE(server.SubscribeSignal(nullptr, "news", callback, &heard));
+    client.SendSignal("news", {"news", "subject", ""});
+    ASSERT_TRUE(heard.gate.Wait());
+    EXPECT_EQ(heard.text, "news subject");
+}
+
+TEST_F(ServerSignal, ListensToOneSenderAloneWhenItIsNamed) {
+    Gate received;
+    std::string senders;
+    server.onReceived = [&](const char* sender, const TCMessage* message, TCMessage*,
+                            const char*) {
+        senders += std::string(sender) + " ";
+        if (message->subject == "last") {
+            received.Open();
+        }
+    };
+    RawClient other;
+    client.RequestName("test.client.Wanted");
+    other.RequestName("test.client.Other");
+    server.CreateDBusServer();
+    server.SubscribeSignal("test.client.Wanted", "news", nullptr, nullptr);
+    other.SendSignal("news", {"news", "", ""});
+    other.Call("test.Server", "", "{"); // the signal has come past
+    client.SendSignal("news", {"news", "last", ""});
+    ASSERT_TRUE(received.Wait());
+    EXPECT_EQ(senders, "test.client.Wanted ");
+}
+
+TEST_F(ServerSignal, HearsNothingAfterItHasUnsubscribed) {
+    std::atomic<int> received{0};
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char* signal) {
+        received += signal != nullptr ? 1 : 0;
+    };
+    server.CreateDBusServer();
+    server.SubscribeSignal(nullptr, "news", nullptr, nullptr);
+    client.SendSignal("news", {"news", "", ""});
+    client.Call("test.Server", "", "");
+    EXPECT_EQ(received, 1);
+    server.UnSubscribeSignal(nullptr, "news");
+    client.SendSignal("news", {"news", "", ""});
+    client.Call("test.Server", "", "");
+    EXPECT_EQ(received, 1);
+}
+
+TEST_F(ServerSignal, SendsASignalWithItsExactNameAsFirstArgument) {
+    server.CreateDBusServer();
+    client.Match("type='signal',interface='quill.Endpoint1',arg0='it is/news'");
+    TCMessage message;
+    message.subject = "subject";
+    message.payload["a"] = 1;
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "it is/news", &message), 0);
+    const auto signal = client.Next();
+    ASSERT_TRUE(signal.has_value());
+    EXPECT_EQ(signal->member, "it_20is_2fnews");
+    EXPECT_EQ(signal->arguments,
+              (std::vector<std::string>{"it is/news", "subject", R"({"a":1})"}));
+}
+
+TEST_F(ServerSignal, SendsFromAnyThreadWhileItReceives) {
+    constexpr int THREADS = 4;
+    constexpr int SIGNALS = 250;
+    server.CreateDBusServer();
+    client.Match("type='signal',interface='quill.Endpoint1',arg0='news'");
+    std::vector<std::thread> threads;
+    for (int i = 0; i < THREADS; ++i) {
+        threads.emplace_back([] {
+            TCMessage message;
+            for (int n = 0; n < SIGNALS; ++n) {
+                EXPECT_EQ(TCServer::SendSignal("test.Server", "news", &message), 0);
+            }
+        });
+    }
+    RawClient caller;
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(caller.Call("test.Server", "", "").error, "");
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (int i = 0; i < THREADS * SIGNALS; ++i) {
+        ASSERT_TRUE(client.Next().has_value()) << i;
+    }
+}
+
+TEST_F(ServerSignal, HearsTheSignalThatItSendsItself) {
+    Gate received;
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        received.Open();
+    };
+    server.CreateDBusServer();
+    server.SubscribeSignal(nullptr, "news", nullptr, nullptr);
+    const TCMessage message;
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "news", &message), 0);
+    EXPECT_TRUE(received.Wait());
+}
+
+TEST_F(ServerSignal, SaysWhyItCannotSend) {
+    TCMessage message;
+    EXPECT_EQ(TCServer::SendSignal("nobody.here", "news", &message), -ENOENT);
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "news", &message), -ENOENT) << "not created";
+    server.CreateDBusServer();
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "news", nullptr), -EINVAL);
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "", &message), -EINVAL);
+    message.payload["text"] = std::string(33UL * 1024 * 1024, 'x');
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "news", &message), -EMSGSIZE);
+    EXPECT_EQ(client.Call("test.Server", "", R"({"a":1})").payload, R"({"a":1})");
+    server.CloseDBusServer();
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "news", &message), -ENOENT) << "closed";
+}
+
+TEST_F(ServerSignal, RefusesASubscriptionToNothing) {
+    server.CreateDBusServer();
+    EXPECT_FALSE(server.SubscribeSignal(nullptr, nullptr, nullptr, nullptr));
+    EXPECT_FALSE(server.SubscribeSignal(nullptr, "", nullptr, nullptr));
+    EXPECT_FALSE(server.SubscribeSignal("not a name", "news", nullptr, nullptr));
+}
+
+} // namespace
