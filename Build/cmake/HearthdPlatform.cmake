@@ -14,8 +14,10 @@ function(hearthd_platform_library name)
             PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/Src)
         set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0
             INSTALL_RPATH $ORIGIN)
-        install(TARGETS ${name} EXPORT hearthdTargets
-            LIBRARY DESTINATION ${HEARTHD_LIB_DIR})
+        # Relative, so that the exported targets are found in a staged tree (DESTDIR) as well.
+        cmake_path(RELATIVE_PATH HEARTHD_LIB_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}
+            OUTPUT_VARIABLE destination)
+        install(TARGETS ${name} EXPORT hearthdTargets LIBRARY DESTINATION ${destination})
     else()
         find_library(HEARTHD_PLATFORM_${name} NAMES ${name} REQUIRED NO_DEFAULT_PATH
             PATHS ${HEARTHD_PLATFORM}/lib)

@@ -105,7 +105,8 @@ int main(int count, char** arguments) {
     Quill::TCServer client("marrow.ser.client.PID_" + std::to_string(getpid()),
                            Quill::TCServer::CLIENT);
     if (!client.CreateDBusServer()) {
-        std::cerr << "hearthd-call: no bus; DBUS_SYSTEM_BUS_ADDRESS names another than the system's\n";
+        std::cerr
+            << "hearthd-call: no bus; DBUS_SYSTEM_BUS_ADDRESS names another than the system's\n";
         return NO_BUS;
     }
     if (listen) {

@@ -79,8 +79,8 @@ extern "C" int __dlog_print(int priority, const char* tag, const char* format, .
     if (std::getenv("HEARTHD_TEST_LOG") != nullptr) {
         std::fprintf(stderr, "[%d %s] %s", priority, tag, text.c_str());
     }
-    if (const auto end = text.find(" > "); std::string_view(tag) == "HEARTHD" &&
-                                           end != std::string::npos) {
+    if (const auto end = text.find(" > ");
+        std::string_view(tag) == "HEARTHD" && end != std::string::npos) {
         text.erase(0, end + 3);
     }
     if (!text.empty() && text.back() == '\n') {

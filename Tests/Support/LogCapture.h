@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-/// What the code under test has logged. Linking LogCapture.cpp puts a __dlog_print of its own in the
-/// place of the log library's, for the whole test process. Any thread.
+/// What the code under test has logged. Linking LogCapture.cpp puts a __dlog_print of its own in
+/// the place of the log library's, for the whole test process. Any thread.
 class LogCapture {
 public:
     struct Line {

@@ -68,8 +68,8 @@ void PrivateBus::Start() {
     close(ends[1]);
     pollfd ready{ends[0], POLLIN, 0};
     std::array<char, 256> line{};
-    const bool started = poll(&ready, 1, START_LIMIT_MS) == 1 &&
-                         read(ends[0], line.data(), line.size()) > 0;
+    const bool started =
+        poll(&ready, 1, START_LIMIT_MS) == 1 && read(ends[0], line.data(), line.size()) > 0;
     close(ends[0]);
     if (!started) {
         throw std::runtime_error("dbus-daemon doesn't start");

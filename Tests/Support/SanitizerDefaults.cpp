@@ -10,7 +10,7 @@ const char* __asan_default_options() {
 }
 
 const char* __ubsan_default_options() {
-    return "print_stacktrace=1";
+    return "print_stacktrace=1:halt_on_error=1:abort_on_error=1";
 }
 
 const char* __lsan_default_suppressions() {
@@ -18,7 +18,7 @@ const char* __lsan_default_suppressions() {
 }
 
 const char* __tsan_default_options() {
-    return "halt_on_error=1:second_deadlock_stack=1";
+    return "halt_on_error=1:abort_on_error=1:second_deadlock_stack=1";
 }
 
 const char* __tsan_default_suppressions() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <list>
 #include <string>
 #include <type_traits>
@@ -13,19 +14,22 @@
 
 /// The one module that stands behind the interface I.
 ///
-/// No locks: Get is a plain test and set on the message path. The daemon's main thread makes the
-/// first Get of each interface before other threads need it; two threads that meet in the first Get
-/// would both create a module.
+/// No locks: Get is a test and a set on the message path, and costs one load once it has been made.
+/// The daemon's main thread makes the first Get of each interface before other threads need it; two
+/// threads that meet in the first Get both create a module. The pointer is atomic, so that whoever
+/// sees it sees a whole module.
 template <typename I>
 class ModuleAccessor {
 public:
     /// Creates the module at the first call that can. Null while nothing suitable is registered:
     /// each call then tries again.
     static I* Get() {
-        if (m_instance == nullptr) {
-            m_instance = Create();
+        I* instance = m_instance.load(std::memory_order_acquire);
+        if (instance == nullptr) {
+            instance = Create();
+            m_instance.store(instance, std::memory_order_release);
         }
-        return m_instance;
+        return instance;
     }
 
     /// Chooses a class object, makes a module, initialises it and returns it; null where no class
@@ -70,8 +74,9 @@ private:
         return impls.front();
     }
 
-    static I* m_instance;
+    static std::atomic<I*> m_instance;
+    static_assert(sizeof(m_instance) == sizeof(I*));
 };
 
 template <typename I>
-I* ModuleAccessor<I>::m_instance = nullptr;
+std::atomic<I*> ModuleAccessor<I>::m_instance{nullptr};

@@ -8,8 +8,8 @@
 
 namespace marrow::msg {
 
-/// Delivers messages to services. Derives virtually, so that the router, which is an IMessageHandler
-/// too, holds one IModule. Any thread.
+/// Delivers messages to services. Derives virtually, so that the router, which is an
+/// IMessageHandler too, holds one IModule. Any thread.
 class IMessageRouter : public virtual IModule {
 public:
     /// Delivers `message` to the service and waits for what it answers; an empty payload means that

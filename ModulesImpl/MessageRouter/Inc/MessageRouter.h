@@ -15,9 +15,9 @@ namespace marrow::msg {
 /// The daemon's one D-Bus server: the messages of clients come in here and the services'
 /// notifications go out.
 ///
-/// Threads: the bus's dispatching thread asks where each message is to be handled, and handles those
-/// that go to no worker; a service's worker handles the messages for that service, so that its API
-/// runs on its own thread with no further hop; any thread may send notifications.
+/// Threads: the bus's dispatching thread asks where each message is to be handled, and handles
+/// those that go to no worker; a service's worker handles the messages for that service, so that
+/// its API runs on its own thread with no further hop; any thread may send notifications.
 ///
 /// m_pending names every message that has been accepted and hasn't finished, with its sender. Its
 /// lock is held for the table alone, never across a call, so that the table can be read while a

@@ -18,8 +18,8 @@ namespace marrow::ser {
 /// and others wait; the hand-over mutex stands inside it. SendNotification takes neither.
 class ServiceProxy : public IServiceProxy {
 public:
-    /// `name` is the name of the proxy's worker. With the name of the service OnCallAPI, OnStart and
-    /// OnStop share a thread and never overlap.
+    /// `name` is the name of the proxy's worker. With the name of the service OnCallAPI, OnStart
+    /// and OnStop share a thread and never overlap.
     explicit ServiceProxy(std::string name);
     ~ServiceProxy() override;
     ServiceProxy(const ServiceProxy&) = delete;
@@ -27,8 +27,8 @@ public:
 
     /// Has OnCallAPI run on the worker and returns its answer. Waits 10 seconds at the most for the
     /// worker, and for as long as earlier calls hold the lock; after that the answer is an empty
-    /// message. OnCallAPI isn't interrupted, and what it returns late may be taken for the answer to
-    /// a newer call. Not from OnCallAPI of the same proxy: it would wait for itself.
+    /// message. OnCallAPI isn't interrupted, and what it returns late may be taken for the answer
+    /// to a newer call. Not from OnCallAPI of the same proxy: it would wait for itself.
     Quill::TCMessage CallAPI(const Quill::TCMessage& message) override;
 
     /// Publishes `message` as the signal that its subject names. On the proxy's worker the signal

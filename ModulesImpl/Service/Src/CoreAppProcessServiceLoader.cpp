@@ -53,9 +53,9 @@ service_context_t* CoreAppProcessServiceLoader::Load(service_info_t info) {
          "IServiceProxy: %p\n################################",
          info.service_name.c_str(), info.lib_path.c_str(), static_cast<void*>(service),
          static_cast<void*>(proxy));
-    return new service_context_t{info.service_name, info.lib_path,     info.priority,
-                                 info.load_type,    info.launch_type,  info.dependencies,
-                                 service,           proxy,             handle};
+    return new service_context_t{
+        info.service_name, info.lib_path, info.priority, info.load_type, info.launch_type,
+        info.dependencies, service,       proxy,         handle};
 }
 
 bool CoreAppProcessServiceLoader::Unload(service_context_t* context) {

@@ -1,0 +1,15 @@
+# cmake -DMANIFEST=<file> -P AutostartServices.cmake: prints the names of the manifest's services
+# that the daemon starts by itself, one a line; nothing for a manifest that doesn't parse.
+file(READ ${MANIFEST} text)
+string(JSON count ERROR_VARIABLE error LENGTH "${text}")
+if(error OR count EQUAL 0)
+    return()
+endif()
+math(EXPR last "${count} - 1")
+foreach(i RANGE ${last})
+    string(JSON name MEMBER "${text}" ${i})
+    string(JSON launch_type ERROR_VARIABLE error GET "${text}" "${name}" launch_type)
+    if(error OR launch_type EQUAL 0)
+        execute_process(COMMAND ${CMAKE_COMMAND} -E echo "${name}")
+    endif()
+endforeach()

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "../DaemonTest.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* ANSWER = R"({"casts":true,"current":true,"dependencies":2,"manager":true,)"
+                               R"("priority":7,"services":["outside"]})";
+
+class Sdk : public DaemonTest {
+protected:
+    Sdk() : folder(bus.Folder() + "/outside") { fs::create_directories(folder); }
+
+    void Run(const std::string& command) {
+        const std::string log = folder + "/log";
+        if (std::system((command + " >" + log + " 2>&1").c_str()) != 0) {
+            std::ostringstream text;
+            text << std::ifstream(log).rdbuf();
+            FAIL() << command << "\n" << text.str();
+        }
+    }
+
+    // As its author would drop it: the library somewhere, the manifest with the others.
+    void Drop(const std::string& manifestFile, const std::string& library) {
+        std::ostringstream manifest;
+        manifest << std::ifstream(manifestFile).rdbuf();
+        std::string text = manifest.str();
+        const std::string installed = "/usr/apps/org.norvane.hearthd/lib/services/liboutside.so";
+        ASSERT_NE(text.find(installed), std::string::npos) << text;
+        text.replace(text.find(installed), installed.size(), library);
+        daemon.AddManifest("outside.json", text);
+    }
+
+    void ExpectAnswer() {
+        daemon.Start();
+        ASSERT_TRUE(daemon.WaitForLog("> started outside"));
+        RawClient client;
+        EXPECT_EQ(client.Call(ROUTER, "outside", R"({"a":1})").payload, ANSWER);
+        EXPECT_TRUE(daemon.WaitForOutput("tag: outside_OWN execution_time: "))
+            << "the library and the daemon share one monitor";
+    }
+
+    const std::string folder;
+    const std::string flags = std::string(HEARTHD_SANITIZE).empty()
+                                  ? ""
+                                  : std::string("-fsanitize=") + HEARTHD_SANITIZE;
+};
+
+TEST_F(Sdk, BuildsAServiceOutsideTheTreeWithCMake) {
+    const std::string compiler = std::string(" -DCMAKE_CXX_COMPILER=") + HEARTHD_COMPILER;
+    Run("cmake -G Ninja -S " HEARTHD_OUTSIDE_PROJECT " -B " + folder + "/build" + compiler +
+        " -DCMAKE_CXX_FLAGS='" + flags + "' -Dhearthd_DIR=" HEARTHD_SDK_CMAKE_DIR);
+    Run("cmake --build " + folder + "/build");
+    Run("DESTDIR=" + folder + "/installed cmake --install " + folder + "/build");
+    const std::string app = folder + "/installed/usr/apps/org.norvane.hearthd";
+    Drop(app + "/etc/manifests/outside.json", app + "/lib/services/liboutside.so");
+    ExpectAnswer();
+}
+
+TEST_F(Sdk, BuildsAServiceOutsideTheTreeWithPkgConfig) {
+    const std::string flagsOfSdk =
+        "$(PKG_CONFIG_PATH=" HEARTHD_SDK_PC_DIR " pkg-config --cflags hearthd)";
+    const std::string library = folder + "/liboutside.so";
+    Run(std::string(HEARTHD_COMPILER) + " -shared -fPIC " + flags + " " + flagsOfSdk +
+        " " HEARTHD_OUTSIDE_PROJECT "/OutsideService.cpp -o " + library);
+    daemon.AddService("outside", {.library = library, .priority = 7,
+                                  .more = R"(,"dependencies":["echo","clock"])"});
+    ExpectAnswer();
+}
+
+} // namespace

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "DaemonTest.h"
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+class Start : public DaemonTest {};
+
+constexpr const char* INIT_LINE = "PERFORMANCE MONITOR - tag: INIT execution_time: ";
+
+TEST_F(Start, ReachesItsMainLoopWithoutAManifestFolder) {
+    daemon.RemoveManifestFolder();
+    StartAndWait();
+    EXPECT_TRUE(daemon.WaitForLog("> error while opening manifest dir..."));
+    EXPECT_EQ(CountOf(daemon.Log(), "> configurations loaded"), 0);
+    EXPECT_TRUE(daemon.WaitForOutput(INIT_LINE));
+    RawClient client;
+    EXPECT_EQ(client.Call(ROUTER, "any", "").payload, DELIVERY_FAILED);
+    EXPECT_TRUE(daemon.IsRunning());
+}
+
+TEST_F(Start, ReachesItsMainLoopWithAnEmptyManifestFolder) {
+    StartAndWait();
+    EXPECT_TRUE(daemon.WaitForLog("> configurations loaded"));
+    EXPECT_EQ(CountOf(daemon.Log(), " E HEARTHD"), 0);
+    RawClient client;
+    EXPECT_EQ(client.Call(ROUTER, "any", "").payload, DELIVERY_FAILED);
+}
+
+TEST_F(Start, TakesNoNoticeOfArguments) {
+    daemon.AddService("probe", {.library = "libprobe.so"});
+    daemon.Start({"--help", "--version", "nonsense"});
+    ASSERT_TRUE(daemon.WaitForLog("> started probe"));
+    RawClient client;
+    EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");
+}
+
+TEST_F(Start, DoesntWaitForAServiceThatStartsSlowly) {
+    daemon.AddService("slow_start", {.library = "libslow_start.so"});
+    daemon.Start();
+    ASSERT_TRUE(daemon.WaitForOutput(INIT_LINE));
+    RawClient client;
+    EXPECT_EQ(client.Call(ROUTER, "nobody", "").payload, DELIVERY_FAILED);
+    EXPECT_EQ(CountOf(daemon.Log(), "> started slow_start"), 0);
+    EXPECT_TRUE(daemon.WaitForLog("> started slow_start"));
+    EXPECT_TRUE(daemon.WaitForOutput("tag: slow_start_START execution_time: 2"));
+}
+
+TEST_F(Start, GoesByPriorityAloneWhateverFilesNamesAndDependenciesSay) {
+    daemon.AddService("a", {.library = "libprobe.so", .priority = 10});
+    daemon.AddService("b", {.library = "libprobe2.so", .priority = 200,
+                            .more = R"(,"dependencies":["c","nobody"])"});
+    daemon.AddService("c", {.library = "/nowhere/lib.so", .priority = 30});
+    StartAndWait();
+    const std::string log = daemon.Log();
+    const std::size_t first = log.find("> started b");
+    const std::size_t second = log.find("> failed to load c service");
+    const std::size_t third = log.find("> started a");
+    EXPECT_LT(first, second);
+    EXPECT_LT(second, third);
+    EXPECT_NE(third, std::string::npos);
+    EXPECT_EQ(log.find("nobody"), std::string::npos);
+}
+
+TEST_F(Start, SkipsAManifestThatDoesntParseAndReadsTheOthers) {
+    daemon.AddManifest("broken.json", "{ this is no JSON");
+    daemon.AddManifest("empty.json", "");
+    daemon.AddService("probe", {.library = "libprobe.so"});
+    StartAndWait();
+    const std::string log = daemon.Log();
+    EXPECT_EQ(CountOf(log, "> configuration loading failed! Check file and syntax"), 2);
+    EXPECT_EQ(CountOf(log, "> configuration loaded\n"), 3);
+    RawClient client;
+    EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");
+}
+
+TEST_F(Start, LeavesAServiceWithAWrongPathNotLoadedAndStartsTheRest) {
+    daemon.SetEnvironment("DLOG_LEVEL", "debug");
+    daemon.AddService("wrong", {.library = "/nowhere/lib.so", .priority = 9});
+    daemon.AddService("probe", {.library = "libprobe.so"});
+    StartAndWait();
+    const std::string log = daemon.Log();
+    EXPECT_NE(log.find("> failed to load library. Error msg: /nowhere/lib.so: "), std::string::npos);
+    EXPECT_NE(log.find("> service could not be load"), std::string::npos);
+    EXPECT_NE(log.find("> service['wrong'] failed to load"), std::string::npos);
+    EXPECT_NE(log.find("> failed to load wrong service"), std::string::npos);
+    EXPECT_NE(log.find("> started probe"), std::string::npos);
+    RawClient client;
+    client.Call(ROUTER, "wrong", "");
+    EXPECT_TRUE(daemon.WaitForLog("> service['wrong'] state is NOT_LOADED"));
+    EXPECT_EQ(CountOf(daemon.Output(), "wrong_LOAD"), 0) << "a failed stage prints nothing";
+}
+
+TEST_F(Start, EndsWithAManifestValueThatDoesntConvert) {
+    daemon.AddManifest("wrong.json", R"({"a":{"lib_path":"x","priority":"high"}})");
+    daemon.Start();
+    const std::optional<int> status = daemon.WaitForEnd();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_EQ(*status, SIGABRT);
+}
+
+TEST_F(Start, TellsTheServiceManagerThatItIsReady) {
+    const std::string path = bus.Folder() + "/notify";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    daemon.SetEnvironment("NOTIFY_SOCKET", path);
+    daemon.Start();
+    pollfd ready{socket, POLLIN, 0};
+    ASSERT_EQ(poll(&ready, 1, 20000), 1);
+    std::array<char, 64> text{};
+    ASSERT_GT(recv(socket, text.data(), text.size() - 1, 0), 0);
+    EXPECT_STREQ(text.data(), "READY=1");
+    close(socket);
+}
+
+TEST_F(Start, AsksToLiveWhenMemoryRunsOut) {
+    daemon.Start();
+    ASSERT_TRUE(daemon.WaitForLog(AUTOSTART_DONE));
+    std::string score;
+    std::ifstream("/proc/" + std::to_string(daemon.Pid()) + "/oom_score_adj") >> score;
+    if (score != "-900") {
+        EXPECT_TRUE(daemon.WaitForLog("cannot write -900 to /proc/self/oom_score_adj"));
+    }
+}
+
+} // namespace

@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Daemon.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "WaitUntil.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* APP = "/usr/apps/org.norvane.hearthd";
+
+std::string Read(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+} // namespace
+
+int CountOf(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos;
+         at = text.find(part, at + part.size())) {
+        ++count;
+    }
+    return count;
+}
+
+Daemon::Daemon() {
+    m_folder = (fs::temp_directory_path() / "hearthd-daemon-XXXXXX").string();
+    if (mkdtemp(m_folder.data()) == nullptr) {
+        throw std::runtime_error("mkdtemp " + m_folder);
+    }
+    m_app = m_folder + "/apps/org.norvane.hearthd";
+    const std::string installed = std::string(HEARTHD_STAGE) + APP;
+    fs::create_directories(m_app + "/etc/manifests");
+    fs::create_directory_symlink(installed + "/bin", m_app + "/bin");
+    fs::create_directory_symlink(installed + "/lib", m_app + "/lib");
+    std::ofstream(m_folder + "/log");
+    std::ofstream(m_folder + "/output");
+}
+
+Daemon::~Daemon() {
+    Kill();
+    fs::remove_all(m_folder);
+}
+
+void Daemon::AddManifest(const std::string& fileName, const std::string& text) {
+    std::ofstream(m_app + "/etc/manifests/" + fileName) << text;
+}
+
+void Daemon::AddService(const std::string& name, const Manifest& manifest) {
+    const std::string path = manifest.library.find('/') == std::string::npos
+                                 ? std::string(HEARTHD_TEST_SERVICES) + "/" + manifest.library
+                                 : manifest.library;
+    AddManifest(name + ".json", R"({")" + name + R"(":{"lib_path":")" + path + R"(","priority":)" +
+                                    std::to_string(manifest.priority) + R"(,"launch_type":)" +
+                                    std::to_string(manifest.launchType) + manifest.more + "}}");
+}
+
+void Daemon::RemoveManifestFolder() {
+    fs::remove_all(m_app + "/etc");
+}
+
+void Daemon::SetEnvironment(const std::string& name, const std::string& value) {
+    m_environment[name] = value;
+}
+
+void Daemon::Start(const std::vector<std::string>& arguments) {
+    const std::string program = std::string(APP) + "/bin/hearthd";
+    std::vector<std::string> command{HEARTHD_PRIVATE_VIEW, m_folder, program};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    std::vector<char*> pointers;
+    for (std::string& word : command) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    m_status.reset();
+    m_pid = fork();
+    if (m_pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        const int log = open((m_folder + "/log").c_str(), O_WRONLY | O_APPEND);
+        const int output = open((m_folder + "/output").c_str(), O_WRONLY | O_APPEND);
+        dup2(output, STDOUT_FILENO);
+        dup2(log, STDERR_FILENO);
+        for (const auto& [name, value] : m_environment) {
+            setenv(name.c_str(), value.c_str(), 1);
+        }
+        execv(pointers[0], pointers.data());
+        _exit(127);
+    }
+}
+
+void Daemon::Kill() {
+    if (m_pid > 0 && IsRunning()) {
+        // Where the view needs cleaning up a script stands in between, which passes this on.
+        kill(m_pid, SIGTERM);
+        if (!WaitForEnd(std::chrono::seconds(5))) {
+            kill(m_pid, SIGKILL);
+            WaitForEnd();
+        }
+    }
+}
+
+bool Daemon::IsRunning() {
+    if (m_pid <= 0 || m_status) {
+        return false;
+    }
+    int status = 0;
+    if (waitpid(m_pid, &status, WNOHANG) == m_pid) {
+        const int exit = WIFEXITED(status) ? WEXITSTATUS(status) : 0;
+        m_status = WIFSIGNALED(status) ? WTERMSIG(status) : exit > 128 ? exit - 128 : exit;
+    }
+    return !m_status;
+}
+
+std::optional<int> Daemon::WaitForEnd(std::chrono::seconds limit) {
+    WaitUntil([this] { return !IsRunning(); }, limit);
+    return m_status;
+}
+
+std::string Daemon::Log() const {
+    return Read(m_folder + "/log");
+}
+
+std::string Daemon::Output() const {
+    return Read(m_folder + "/output");
+}
+
+bool Daemon::WaitForLog(const std::string& text, int count) const {
+    return WaitUntil([&] { return CountOf(Log(), text) >= count; });
+}
+
+bool Daemon::WaitForOutput(const std::string& text, int count) const {
+    return WaitUntil([&] { return CountOf(Output(), text) >= count; });
+}

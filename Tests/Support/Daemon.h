@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+/// The installed daemon, run in a private view of the file system with manifests of the test's own,
+/// on the bus that DBUS_SYSTEM_BUS_ADDRESS names. It ends with this object.
+class Daemon {
+public:
+    struct Manifest {
+        std::string library; ///< file name beside the tests' own services, or a path
+        int priority = 0;
+        int launchType = 0;
+        std::string more{}; ///< further members, each with a comma ahead
+    };
+
+    Daemon();
+    ~Daemon();
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+
+    // Before Start.
+    void AddManifest(const std::string& fileName, const std::string& text);
+    void AddService(const std::string& name, const Manifest& manifest);
+    void RemoveManifestFolder();
+    void SetEnvironment(const std::string& name, const std::string& value);
+
+    void Start(const std::vector<std::string>& arguments = {});
+    /// Ends the daemon with SIGKILL, as nothing else ends it.
+    void Kill();
+    bool IsRunning();
+    /// Waits for the daemon to end by itself; nothing when it still runs after `limit`. The status
+    /// is the signal's number where a signal has ended it, else the exit status.
+    std::optional<int> WaitForEnd(std::chrono::seconds limit = std::chrono::seconds(20));
+
+    std::string Log() const;    ///< standard error
+    std::string Output() const; ///< standard output
+    bool WaitForLog(const std::string& text, int count = 1) const;
+    bool WaitForOutput(const std::string& text, int count = 1) const;
+
+    pid_t Pid() const { return m_pid; }
+
+private:
+    std::string m_folder;
+    std::string m_app;
+    std::map<std::string, std::string> m_environment;
+    pid_t m_pid = -1;
+    std::optional<int> m_status;
+};
+
+/// How often `part` occurs in `text`.
+int CountOf(const std::string& text, const std::string& part);
