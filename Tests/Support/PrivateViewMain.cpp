@@ -18,21 +18,18 @@ namespace {
 
 constexpr const char* INSIDE = "HEARTHD_TEST_INSIDE_VIEW";
 
-int RunInside(char** arguments) {
+int RunInside(std::vector<std::string> arguments) {
     std::string folder = (std::filesystem::temp_directory_path() / "hearthd-view-XXXXXX").string();
     if (mkdtemp(folder.data()) == nullptr) {
         std::perror("mkdtemp");
         return EXIT_FAILURE;
     }
     const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+    arguments[0] = self;
+    arguments.insert(arguments.begin(), {HEARTHD_PRIVATE_VIEW, folder});
     std::vector<char*> command;
-    std::string view = HEARTHD_PRIVATE_VIEW;
-    command.push_back(view.data());
-    command.push_back(folder.data());
-    std::string program = self;
-    command.push_back(program.data());
-    for (char** argument = arguments + 1; *argument != nullptr; ++argument) {
-        command.push_back(*argument);
+    for (std::string& argument : arguments) {
+        command.push_back(argument.data());
     }
     command.push_back(nullptr);
     setenv(INSIDE, "1", 1);
@@ -51,9 +48,10 @@ int RunInside(char** arguments) {
 } // namespace
 
 int main(int count, char** arguments) {
+    const std::vector<std::string> given(arguments, arguments + count); // GoogleTest takes its own
     testing::InitGoogleTest(&count, arguments);
     if (testing::GTEST_FLAG(list_tests) || std::getenv(INSIDE) != nullptr) {
         return RUN_ALL_TESTS();
     }
-    return RunInside(arguments);
+    return RunInside(given);
 }

@@ -143,7 +143,7 @@ private:
 
     const int m_wakeDescriptor;
 
-    marrow::base::Mutex m_mutex;
+    marrow::base::SpinningMutex m_mutex;
     // Below: guarded by m_mutex.
     sd_bus* const m_bus PT_GUARDED_BY(m_mutex);
     SenderNames m_senderNames GUARDED_BY(m_mutex);

@@ -1,0 +1,252 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+
+#include "Dlog.h"
+#include "IServiceControl.h"
+#include "IServiceManager.h"
+#include "LogCapture.h"
+#include "MessageRouter.h"
+#include "ModuleAccessor.h"
+#include "PrivateBus.h"
+#include "RawClient.h"
+#include "Worker.h"
+#include "WorkerFactory.h"
+
+namespace {
+
+using marrow::mgr::IServiceControl;
+using marrow::msg::IMessageHandler;
+using marrow::msg::IMessageRouter;
+using marrow::msg::MessageRouter;
+using Quill::TCEventIO;
+using Quill::TCMessage;
+
+constexpr const char* NOT_STARTED = "Service does not exist or is not started";
+
+// A service as the router sees it.
+struct FakeControl : IServiceControl {
+    ServiceState state = ServiceState::STARTED;
+    std::shared_ptr<marrow::ser::Worker> worker;
+    std::function<TCMessage(const TCMessage&)> onCall = [](const TCMessage& m) { return m; };
+    int calls = 0;
+
+    std::string GetName() override { return "probe"; }
+    bool IsAutostart() override { return true; }
+    std::uint8_t GetPriority() override { return 0; }
+    std::vector<std::string> GetDependencies() override { return {}; }
+    bool Load() override { return true; }
+    bool Unload() override { return true; }
+    bool Start() override { return true; }
+    bool Stop() override { return true; }
+    ServiceState GetState() override { return state; }
+    std::shared_ptr<marrow::ser::Worker> GetWorker() override { return worker; }
+    TCMessage CallAPI(const TCMessage& message) override {
+        ++calls;
+        return onCall(message);
+    }
+};
+
+struct FakeManager : marrow::mgr::IServiceManager {
+    static inline std::map<std::string, IServiceControl*> services;
+
+    void Init() override {}
+    std::vector<marrow::ser::service_info_t> GetServiceList() override { return {}; }
+    IServiceControl* GetServiceByName(std::string name) override {
+        const auto found = services.find(name);
+        return found == services.end() ? nullptr : found->second;
+    }
+};
+
+class MessageRouterTest : public testing::Test {
+protected:
+    MessageRouterTest() {
+        static ModuleClass<FakeManager> managerClass("FakeManager");
+        ModuleInterface<marrow::mgr::IServiceManager>::AddImpl(&managerClass);
+        FakeManager::services["probe"] = &control;
+        message.subject = "probe";
+        message.payload["a"] = 1;
+    }
+
+    // Whether the message counts as pending: the next one's line tells how many do.
+    int Pending() {
+        LogCapture::Clear();
+        TCMessage probe;
+        TCMessage answer;
+        TCEventIO* queue = nullptr;
+        router.IfTransferMessage("probe", &probe, queue);
+        int pending = -1;
+        for (const LogCapture::Line& line : LogCapture::Lines()) {
+            std::sscanf(line.text.c_str(), "%d pending messages", &pending);
+        }
+        router.IfMessageReceived("probe", &probe, &answer, nullptr);
+        return pending;
+    }
+
+    PrivateBus bus;
+    FakeControl control;
+    MessageRouter router;
+    TCMessage message;
+    TCMessage reply;
+    TCEventIO* target = nullptr;
+};
+
+TEST_F(MessageRouterTest, HasItsPublicNames) {
+    EXPECT_STREQ(MessageRouter::DBUS_PRIVATE_NAME, "marrow.ser.server.MessageRouter");
+    EXPECT_EQ(MessageRouter::CLASS.GetName(), "NonBlocking_MessageRouter");
+    RawClient client;
+    EXPECT_TRUE(client.NameHasOwner("marrow.ser.server.MessageRouter"));
+}
+
+TEST_F(MessageRouterTest, NamesTheWorkerOfAStartedServiceAsTarget) {
+    control.worker = marrow::ser::WorkerFactory::Get().GetWorker("probe");
+    EXPECT_TRUE(router.IfTransferMessage("sender", &message, target));
+    EXPECT_EQ(target, control.worker.get());
+    EXPECT_EQ(control.worker.use_count(), 1) << "no reference is kept";
+    router.IfMessageReceived("sender", &message, &reply, nullptr);
+    control.worker.reset();
+}
+
+TEST_F(MessageRouterTest, TransfersNothingWithoutAWorker) {
+    EXPECT_FALSE(router.IfTransferMessage("sender", &message, target));
+    EXPECT_EQ(target, nullptr);
+    EXPECT_EQ(LogCapture::Count(DLOG_WARN, NOT_STARTED), 0);
+}
+
+TEST_F(MessageRouterTest, LeavesTheTargetAsItIsForAServiceThatIsntStartedOrUnknown) {
+    auto* const before = reinterpret_cast<TCEventIO*>(this);
+    target = before;
+    control.state = IServiceControl::ServiceState::LOADED;
+    EXPECT_FALSE(router.IfTransferMessage("sender", &message, target));
+    TCMessage unknown;
+    unknown.subject = "nobody";
+    EXPECT_FALSE(router.IfTransferMessage("sender", &unknown, target));
+    EXPECT_EQ(target, before);
+    EXPECT_EQ(LogCapture::Count(DLOG_WARN, NOT_STARTED), 2);
+}
+
+TEST_F(MessageRouterTest, EntersEveryMessageAsPendingUntilItHasBeenReceived) {
+    TCMessage unknown;
+    unknown.subject = "nobody";
+    EXPECT_EQ(Pending(), 0);
+    router.IfTransferMessage("same sender", &message, target);
+    EXPECT_EQ(Pending(), 1);
+    router.IfTransferMessage("same sender", &unknown, target);
+    EXPECT_EQ(Pending(), 2) << "one by one message, not by one sender";
+    router.IfTransferMessage("other sender", &unknown, target);
+    EXPECT_EQ(Pending(), 2) << "the same message again is the same entry";
+    router.IfMessageReceived("same sender", &message, &reply, nullptr);
+    EXPECT_EQ(Pending(), 1);
+    router.IfMessageReceived("same sender", &unknown, &reply, "some_signal");
+    EXPECT_EQ(Pending(), 0);
+}
+
+TEST_F(MessageRouterTest, AnswersACallWithWhatTheServiceReturns) {
+    control.onCall = [](const TCMessage& given) {
+        TCMessage answer;
+        answer.subject = "answer";
+        answer.payload["b"] = given.payload["a"];
+        return answer;
+    };
+    EXPECT_EQ(router.IfMessageReceived("sender", &message, &reply, nullptr), 1);
+    EXPECT_EQ(reply.subject, "answer");
+    EXPECT_EQ(reply.payload["b"], 1);
+    EXPECT_FALSE(reply.payload.isMember("return_error"));
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, "DBUS Message received from sender"), 1);
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO,
+                                "Calling [probe] API with data :\n{\n\t\"a\" : 1\n}\n\n"),
+              1);
+}
+
+TEST_F(MessageRouterTest, MarksAnEmptyAnswerAsAFailedDelivery) {
+    Json::Value failed;
+    failed["return_error"] = "Delivery failed";
+    control.onCall = [](const TCMessage&) { return TCMessage(); };
+    router.IfMessageReceived("sender", &message, &reply, nullptr);
+    EXPECT_EQ(reply.payload, failed);
+    control.onCall = [](const TCMessage&) {
+        TCMessage answer;
+        answer.payload = Json::objectValue;
+        return answer;
+    };
+    router.IfMessageReceived("sender", &message, &reply, nullptr);
+    EXPECT_EQ(reply.payload, failed);
+}
+
+TEST_F(MessageRouterTest, MarksACallToNobodyAsAFailedDelivery) {
+    message.subject = "nobody";
+    EXPECT_EQ(router.IfMessageReceived("sender", &message, &reply, nullptr), 1);
+    EXPECT_EQ(reply.payload["return_error"], "Delivery failed");
+    EXPECT_EQ(LogCapture::Count(DLOG_WARN, "Delivery error. No Service with name nobody"), 1);
+}
+
+TEST_F(MessageRouterTest, CallsAServiceThatIsntStartedAndLetsItRefuse) {
+    control.state = IServiceControl::ServiceState::LOADED;
+    router.IfMessageReceived("sender", &message, &reply, nullptr);
+    EXPECT_EQ(control.calls, 1);
+}
+
+TEST_F(MessageRouterTest, DeliversASignalAsACallAndDropsTheAnswer) {
+    EXPECT_EQ(router.IfMessageReceived("sender", &message, &reply, "some_signal"), 1);
+    EXPECT_EQ(control.calls, 1);
+    EXPECT_TRUE(reply.payload.isNull()) << "a signal has no reply";
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, "Signal some_signal sent to router"), 1);
+    EXPECT_EQ(router.IfMessageReceived("sender", &message, nullptr, "some_signal"), 1);
+}
+
+TEST_F(MessageRouterTest, RoutesByTheGivenNameAndOnMessageByTheSubject) {
+    IMessageRouter& routing = router;
+    IMessageHandler& handling = router;
+    message.subject = "nobody";
+    EXPECT_EQ(routing.Route("probe", true, message).payload["a"], 1);
+    EXPECT_EQ(routing.Route("probe", false, message).payload["a"], 1);
+    EXPECT_TRUE(handling.OnMessage(message, true).payload.empty());
+    message.subject = "probe";
+    EXPECT_EQ(handling.OnMessage(message, false).payload["a"], 1);
+}
+
+TEST_F(MessageRouterTest, PublishesANotificationUnderItsSubject) {
+    RawClient listener;
+    listener.Match("type='signal',interface='quill.Endpoint1'");
+    message.subject = "news";
+    router.SendNotification(message);
+    const auto signal = listener.Next();
+    ASSERT_TRUE(signal.has_value());
+    EXPECT_EQ(signal->arguments,
+              (std::vector<std::string>{"marrow_ser_server_MRSignal__news", "news", R"({"a":1})"}));
+    message.subject = "";
+    router.SendNotification(message);
+    const auto bare = listener.Next();
+    ASSERT_TRUE(bare.has_value());
+    EXPECT_EQ(bare->arguments.at(0), "marrow_ser_server_MRSignal__");
+}
+
+TEST_F(MessageRouterTest, LeavesTheBusWhenItIsDestroyed) {
+    RawClient client;
+    {
+        // The name is the first one's; this one waits behind it and goes.
+        MessageRouter second;
+    }
+    EXPECT_TRUE(client.NameHasOwner("marrow.ser.server.MessageRouter"));
+}
+
+class RouterModule : public testing::Test {
+protected:
+    PrivateBus bus;
+};
+
+TEST_F(RouterModule, IsOneObjectBehindBothItsInterfaces) {
+    EXPECT_EQ(ModuleAccessor<IMessageHandler>::Get(), nullptr) << "nothing is registered yet";
+    ModuleInterface<IMessageHandler>::AddImpl(&MessageRouter::CLASS);
+    ModuleInterface<IMessageRouter>::AddImpl(&MessageRouter::CLASS);
+    IMessageRouter* const routing = ModuleAccessor<IMessageRouter>::Get();
+    IMessageHandler* const handling = ModuleAccessor<IMessageHandler>::Get();
+    ASSERT_NE(routing, nullptr);
+    ASSERT_NE(handling, nullptr);
+    EXPECT_EQ(static_cast<IModule*>(routing), static_cast<IModule*>(handling));
+    EXPECT_EQ(MessageRouter::CLASS.Instance(), static_cast<IModule*>(routing));
+}
+
+} // namespace
