@@ -24,7 +24,12 @@ protected:
         FakeFactory::Register();
         std::filesystem::create_directories(ServiceManager::SERVICE_MANIFEST_DIR_PATH);
     }
-    ~Manifest() override { std::filesystem::remove_all("/usr/apps/org.norvane.hearthd"); }
+    ~Manifest() override {
+        // Autostart jobs must not outlive the test process's statics.
+        EXPECT_TRUE(LogCapture::WaitFor(DLOG_INFO, "~Worker[Init]",
+                                        LogCapture::Count(DLOG_INFO, "autostart done")));
+        std::filesystem::remove_all("/usr/apps/org.norvane.hearthd");
+    }
 
     static std::string Path(const std::string& file) {
         return ServiceManager::SERVICE_MANIFEST_DIR_PATH + "/" + file;

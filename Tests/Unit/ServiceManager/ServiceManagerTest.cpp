@@ -29,6 +29,9 @@ protected:
         PerformanceMonitor::Get().AddRecordHandler(&records);
     }
     ~ServiceManagerTest() override {
+        // Autostart jobs must not outlive the test process's statics.
+        EXPECT_TRUE(LogCapture::WaitFor(DLOG_INFO, "~Worker[Init]",
+                                        LogCapture::Count(DLOG_INFO, "autostart done")));
         std::filesystem::remove_all("/usr/apps/org.norvane.hearthd");
     }
 
