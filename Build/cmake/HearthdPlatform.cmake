@@ -1,9 +1,11 @@
 # The platform libraries. Each is a shared library with a documented header in Platform/<name>/Inc;
 # a device build takes headers and libraries from HEARTHD_PLATFORM instead.
 #
-# hearthd_platform_library(<name> SOURCES <file>... [LIBRARIES <public>...] [PRIVATE_LIBRARIES ...])
+# hearthd_platform_library(<name> SOURCES <file>... [LIBRARIES <public>...] [PRIVATE_LIBRARIES ...]
+#     [SDK_HEADERS <name>...])
 function(hearthd_platform_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;PRIVATE_LIBRARIES")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;PRIVATE_LIBRARIES;SDK_HEADERS")
+    set(headers ${CMAKE_CURRENT_SOURCE_DIR}/Inc)
     if(HEARTHD_PLATFORM STREQUAL "host")
         add_library(${name} SHARED ${arg_SOURCES})
         target_link_libraries(${name} PUBLIC ${arg_LIBRARIES}
@@ -19,6 +21,8 @@ function(hearthd_platform_library name)
             OUTPUT_VARIABLE destination)
         install(TARGETS ${name} EXPORT hearthdTargets LIBRARY DESTINATION ${destination})
     else()
+        cmake_path(ABSOLUTE_PATH HEARTHD_PLATFORM BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
+        set(headers ${HEARTHD_PLATFORM}/include)
         find_library(HEARTHD_PLATFORM_${name} NAMES ${name} REQUIRED NO_DEFAULT_PATH
             PATHS ${HEARTHD_PLATFORM}/lib)
         add_library(${name} SHARED IMPORTED GLOBAL)
@@ -26,5 +30,7 @@ function(hearthd_platform_library name)
         target_include_directories(${name} INTERFACE ${HEARTHD_PLATFORM}/include)
         target_link_libraries(${name} INTERFACE ${arg_LIBRARIES})
     endif()
+    list(TRANSFORM arg_SDK_HEADERS PREPEND ${headers}/)
+    hearthd_sdk_headers(${arg_SDK_HEADERS})
     add_library(hearthd::${name} ALIAS ${name})
 endfunction()

@@ -74,4 +74,27 @@ TEST_F(Sdk, BuildsAServiceOutsideTheTreeWithPkgConfig) {
     ExpectAnswer();
 }
 
+TEST_F(Sdk, LetsTheDaemonBeBuiltOnPlatformLibrariesFromAFolder) {
+    if (!flags.empty()) {
+        GTEST_SKIP() << "once, without sanitizers, is enough";
+    }
+    const std::string platform = folder + "/platform";
+    fs::create_directories(platform + "/include");
+    for (const auto& library : fs::directory_iterator(HEARTHD_SOURCE_DIR "/Platform")) {
+        if (fs::is_directory(library.path() / "Inc")) {
+            fs::copy(library.path() / "Inc", platform + "/include");
+        }
+    }
+    fs::create_directory_symlink(HEARTHD_STAGE "/usr/apps/org.norvane.hearthd/lib",
+                                 platform + "/lib");
+    Run("cmake -G Ninja -S " HEARTHD_SOURCE_DIR " -B " + folder + "/build -DBUILD_TESTING=OFF" +
+        " -DCMAKE_INSTALL_PREFIX=/usr -DHEARTHD_PLATFORM=" + platform);
+    Run("cmake --build " + folder + "/build");
+    Run("DESTDIR=" + folder + "/installed cmake --install " + folder + "/build");
+    const std::string app = folder + "/installed/usr/apps/org.norvane.hearthd";
+    EXPECT_TRUE(fs::exists(app + "/bin/hearthd"));
+    EXPECT_TRUE(fs::exists(folder + "/installed/usr/include/hearthd/TCServer.h"));
+    EXPECT_FALSE(fs::exists(app + "/lib/libQuill.so")) << "the device has its own";
+}
+
 } // namespace
