@@ -354,7 +354,23 @@ int BusConnection::Call(const std::string& destination, const std::string& subje
     return 0;
 }
 
+void BusConnection::AbandonCalls() {
+    {
+        const MutexLock lock(m_mutex);
+        m_callsAbandoned = true;
+        for (const OutgoingCall& call : m_calls) {
+            sd_bus_slot_unref(call.slot);
+            if (call.reply != nullptr) {
+                call.reply->Complete({-ENOTCONN, "the bus connection is gone", {}, {}});
+            }
+        }
+        m_calls.clear();
+    }
+    Wake(); // the dispatching thread may be among those that wait
+}
+
 void BusConnection::Close() {
+    AbandonCalls();
     const MutexLock lock(m_mutex);
     const int events = sd_bus_get_events(m_bus);
     if (events > 0 && (events & POLLOUT) != 0) {
@@ -365,13 +381,6 @@ void BusConnection::Close() {
         sd_bus_slot_unref(match.slot);
     }
     m_matches.clear();
-    for (const OutgoingCall& call : m_calls) {
-        sd_bus_slot_unref(call.slot);
-        if (call.reply != nullptr) {
-            call.reply->Complete({-ENOTCONN, "the bus connection is gone", {}, {}});
-        }
-    }
-    m_calls.clear();
 }
 
 Incoming BusConnection::MakeIncoming(Incoming::Kind kind, sd_bus_message* message) {

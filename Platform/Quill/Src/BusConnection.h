@@ -120,7 +120,10 @@ public:
     int Call(const std::string& destination, const std::string& subject, const std::string& payload,
              std::shared_ptr<PendingReply> reply);
 
-    /// Writes what is left to write and leaves the bus. Calls that wait for an answer get an error.
+    /// Lets no more calls out, and ends those that wait for an answer with an error; replies and
+    /// signals still go.
+    void AbandonCalls();
+    /// Writes what is left to write and leaves the bus.
     void Close();
 
 private:
@@ -149,6 +152,7 @@ private:
     SenderNames m_senderNames GUARDED_BY(m_mutex);
     std::list<Match> m_matches GUARDED_BY(m_mutex);
     std::list<OutgoingCall> m_calls GUARDED_BY(m_mutex);
+    bool m_callsAbandoned GUARDED_BY(m_mutex) = false;
     std::vector<Incoming>* m_out GUARDED_BY(m_mutex) = nullptr; // set inside TakeOut only
 
     // The dispatching thread's own: what to poll for, from TakeOut to WaitForWork.

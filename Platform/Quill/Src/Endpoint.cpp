@@ -119,7 +119,8 @@ void Endpoint::Close() {
     }
     m_closingChanged.NotifyAll();
     if (connection != nullptr) {
-        connection->Wake();
+        // A callback may be waiting for an answer that nobody takes off the bus any more.
+        connection->AbandonCalls();
     }
     m_gate.CloseAndWait();
     m_thread.join();

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <thread>
 
@@ -74,6 +75,33 @@ TEST_F(ServerLife, DeliversNothingAfterItsEndThatStillWaitedInATasksQueue) {
     task.Create("task", true, 0);
     task.Destroy();
     EXPECT_EQ(received, 0);
+}
+
+TEST_F(ServerLife, ClosesThoughACallbackWaitsForAnAnswerThatNeverComes) {
+    Quill::TCTask task("task");
+    task.Create("task", true, 0);
+    RawClient silent; // takes the call and never looks at it
+    silent.RequestName("test.Silent");
+    Gate calling;
+    int result = 0;
+    server.onTransfer = [&](const char*, const TCMessage*, TCEventIO*& target) {
+        target = &task;
+        return true;
+    };
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char*) {
+        calling.Open();
+        result = server.SendMessage("test.Silent", message, true, nullptr);
+    };
+    server.CreateDBusServer();
+    RawClient client;
+    client.Send("test.Server", "", "");
+    ASSERT_TRUE(calling.Wait());
+    const auto before = std::chrono::steady_clock::now();
+    server.CloseDBusServer();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20))
+        << "it has waited for the call's own limit";
+    EXPECT_EQ(result, -ENOTCONN);
+    task.Destroy();
 }
 
 TEST_F(ServerLife, RefusesToBeClosedFromItsOwnCallback) {
