@@ -3,7 +3,7 @@
 // Measures calls to several servers on one bus, in turn, round by round, and prints for each load
 // the median of each server's figures over the rounds and its ratio to the first server.
 //
-//     bench-call ROUNDS LABEL=BUS-NAME...
+//     bench-call [--size 'SIZE'] [--mode 'MODE'] ROUNDS LABEL=BUS-NAME...
 
 #include <algorithm>
 #include <cstdio>
@@ -88,22 +88,33 @@ void Measure(const std::vector<Server>& servers, const Size& size, const Mode& m
 } // namespace
 
 int main(int count, char** arguments) {
-    const int rounds = count > 1 ? std::atoi(arguments[1]) : 0;
+    std::string onlySize;
+    std::string onlyMode;
+    int next = 1;
+    for (; next + 1 < count && arguments[next][0] == '-'; next += 2) {
+        const std::string option = arguments[next];
+        (option == "--size" ? onlySize : onlyMode) = arguments[next + 1];
+    }
+    const int rounds = next < count ? std::atoi(arguments[next]) : 0;
     std::vector<Server> servers;
-    for (int i = 2; i < count; ++i) {
+    for (int i = next + 1; i < count; ++i) {
         const std::string argument = arguments[i];
         const std::size_t equals = argument.find('=');
         servers.push_back({argument.substr(0, equals), argument.substr(equals + 1)});
     }
     if (rounds < 1 || servers.empty()) {
-        std::fprintf(stderr, "usage: bench-call ROUNDS LABEL=BUS-NAME...\n");
+        std::fprintf(stderr, "usage: bench-call [--size 'SIZE'] [--mode 'MODE'] ROUNDS "
+                             "LABEL=BUS-NAME...\n");
         return 2;
     }
     std::printf("%-7s %-13s %-10s %9s %9s %9s %9s   %s\n", "payload", "mode", "server", "calls/s",
                 "p50 us", "p90 us", "p99 us", "ratio");
     for (const Size& size : SIZES) {
         for (const Mode& mode : MODES) {
-            Measure(servers, size, mode, rounds);
+            if ((onlySize.empty() || onlySize == size.label) &&
+                (onlyMode.empty() || onlyMode == mode.label)) {
+                Measure(servers, size, mode, rounds);
+            }
         }
     }
 }

@@ -63,9 +63,8 @@ private:
     std::atomic<bool>& m_busy;
 };
 
-BufferedSink::BufferedSink(int descriptor, bool journalPrefix)
-    : m_descriptor(descriptor), m_journalPrefix(journalPrefix),
-      m_formatter(std::make_unique<spdlog::pattern_formatter>()) {
+BufferedSink::BufferedSink(int descriptor, bool journalPrefix, std::string pattern)
+    : m_descriptor(descriptor), m_journalPrefix(journalPrefix), m_pattern(std::move(pattern)) {
     m_buffer.reserve(CAPACITY);
     // The process's signals are for its own threads.
     sigset_t all;
@@ -87,19 +86,20 @@ BufferedSink::~BufferedSink() {
 }
 
 void BufferedSink::log(const spdlog::details::log_msg& message) {
+    spdlog::memory_buf_t line;
+    Format(message, line);
     const std::scoped_lock lock(m_mutex);
-    m_line.clear();
-    m_formatter->format(message, m_line);
     bool wasEmpty = false;
     {
         const BufferAccess access(m_bufferBusy);
         wasEmpty = m_buffer.empty();
         if (m_journalPrefix) {
-            AppendWithPrefixes(message.level, m_line);
+            AppendWithPrefixes(message.level, line);
         } else {
-            m_buffer.append(m_line.data(), m_line.size());
+            m_buffer.append(line.data(), line.size());
         }
-        if (message.level >= spdlog::level::warn || m_buffer.size() >= CAPACITY) {
+        if (message.level >= spdlog::level::warn || m_buffer.size() >= CAPACITY ||
+            m_writesThrough) {
             WriteOut();
         }
         wasEmpty = wasEmpty && !m_buffer.empty();
@@ -109,19 +109,33 @@ void BufferedSink::log(const spdlog::details::log_msg& message) {
     }
 }
 
+// Static destructors log too, when the thread's own objects are gone already.
+void BufferedSink::Format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) {
+    static thread_local bool isGone = false;
+    struct OfThread {
+        spdlog::pattern_formatter formatter;
+        ~OfThread() { isGone = true; }
+    };
+    if (isGone) {
+        spdlog::pattern_formatter(m_pattern).format(message, line);
+        return;
+    }
+    static thread_local OfThread ofThread{spdlog::pattern_formatter(m_pattern)};
+    ofThread.formatter.format(message, line);
+}
+
 void BufferedSink::flush() {
     const std::scoped_lock lock(m_mutex);
     const BufferAccess access(m_bufferBusy);
     WriteOut();
 }
 
-void BufferedSink::set_pattern(const std::string& pattern) {
-    set_formatter(std::make_unique<spdlog::pattern_formatter>(pattern));
-}
-
-void BufferedSink::set_formatter(std::unique_ptr<spdlog::formatter> formatter) {
-    const std::scoped_lock lock(m_mutex);
-    m_formatter = std::move(formatter);
+void BufferedSink::StopBuffering() {
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_writesThrough = true;
+    }
+    flush();
 }
 
 void BufferedSink::FlushFromSignalHandler() noexcept {

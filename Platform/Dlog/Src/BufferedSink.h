@@ -13,8 +13,8 @@
 
 // Where the lines of all threads meet.
 //
-// A line is formatted by the thread that logs it and appended to one buffer under m_mutex. The
-// buffer goes out in one write(2) when a line of WARN or above arrives, when it is full, or when
+// A line is formatted by the thread that logs it, with a formatter of its own and no lock, and
+// appended to one buffer under m_mutex. The buffer goes out in one write(2) when a line of WARN or above arrives, when it is full, or when
 // the flusher thread finds it older than FLUSH_INTERVAL. The flusher sleeps without a time limit
 // while the buffer is empty, so that an idle process stays idle.
 //
@@ -25,14 +25,19 @@
 // the buffer alone: losing its lines is better than reading it half changed.
 class BufferedSink final : public spdlog::sinks::sink {
 public:
-    /// Writes to `descriptor`, which stays open for the life of the process.
-    BufferedSink(int descriptor, bool journalPrefix);
+    /// Writes to `descriptor`, which stays open for the life of the process. `pattern` is spdlog's.
+    BufferedSink(int descriptor, bool journalPrefix, std::string pattern);
     ~BufferedSink() override;
 
     void log(const spdlog::details::log_msg& message) override;
     void flush() override;
-    void set_pattern(const std::string& pattern) override;
-    void set_formatter(std::unique_ptr<spdlog::formatter> formatter) override;
+    // The pattern is the constructor's for good.
+    void set_pattern(const std::string& /*pattern*/) override {}
+    void set_formatter(std::unique_ptr<spdlog::formatter> /*formatter*/) override {}
+
+    /// From now on every line is written at once: the process is ending, and nobody will come back
+    /// for a buffer.
+    void StopBuffering();
 
     /// Async-signal-safe: writes what is buffered, unless the buffer is being changed right now.
     void FlushFromSignalHandler() noexcept;
@@ -42,18 +47,19 @@ private:
 
     class BufferAccess;
 
+    void Format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line);
     void AppendWithPrefixes(spdlog::level::level_enum level, const spdlog::memory_buf_t& text);
     void WriteOut();
     void RunFlusher();
 
     const int m_descriptor;
     const bool m_journalPrefix;
+    const std::string m_pattern;
     std::mutex m_mutex;
     std::condition_variable m_wakeFlusher;
     // Below: guarded by m_mutex.
-    std::unique_ptr<spdlog::formatter> m_formatter;
-    spdlog::memory_buf_t m_line;
     bool m_ending = false;
+    bool m_writesThrough = false;
     // Guarded by m_mutex and m_bufferBusy together.
     std::string m_buffer;
     std::atomic<bool> m_bufferBusy{false};

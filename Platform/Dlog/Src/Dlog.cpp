@@ -94,18 +94,17 @@ spdlog::level::level_enum LevelFromEnvironment() {
     return spdlog::level::info;
 }
 
-// The logger lives as long as the process: static destructors of hosted libraries may log. Its
-// buffer goes out at exit all the same.
+// The logger lives as long as the process: static destructors may log.
 struct Log {
     std::shared_ptr<BufferedSink> sink;
     spdlog::level::level_enum level;
 
     Log() : level(LevelFromEnvironment()) {
         const bool journal = StandardErrorIsJournal();
-        sink = std::make_shared<BufferedSink>(STDERR_FILENO, journal);
-        sink->set_pattern(journal ? "%n [%t] %v" : "%Y-%m-%d %H:%M:%S.%f %L %n [%t] %v");
+        sink = std::make_shared<BufferedSink>(
+            STDERR_FILENO, journal, journal ? "%n [%t] %v" : "%Y-%m-%d %H:%M:%S.%f %L %n [%t] %v");
         FlushAtFatalSignals(sink.get());
-        std::atexit([] { Get().sink->flush(); });
+        std::atexit([] { Get().sink->StopBuffering(); });
     }
 
     static Log& Get() {

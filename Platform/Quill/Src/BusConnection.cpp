@@ -110,13 +110,42 @@ struct BusConnection::Callbacks {
     static int OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_error* error);
 };
 
+// A reply, or an error reply where it names one, that somebody will write. It owns a reference to
+// the call, as `call` does, but is dropped under the lock.
+struct BusConnection::WaitingReply {
+    OwnMessage call;
+    const char* error = nullptr;
+    std::string text; // the subject, or the error's text
+    std::string payload;
+};
+
+// Holds m_mutex for a section that uses the bus: every one of them does it through this, so that no
+// reply stays behind.
+class SCOPED_CAPABILITY BusConnection::Holder {
+public:
+    explicit Holder(BusConnection& connection) ACQUIRE(connection.m_mutex)
+        : m_connection(connection) {
+        m_connection.m_mutex.lock();
+        m_connection.WriteReplies();
+    }
+    ~Holder() RELEASE() {
+        m_connection.m_mutex.unlock();
+        m_connection.WriteRepliesUnlessBusy();
+    }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+
+private:
+    BusConnection& m_connection;
+};
+
 BusConnection::BusConnection(Private, sd_bus* bus, int wakeDescriptor)
     : m_wakeDescriptor(wakeDescriptor), m_bus(bus) {}
 
 BusConnection::~BusConnection() {
     Close();
     {
-        const MutexLock lock(m_mutex);
+        const Holder holder(*this);
         sd_bus_unref(m_bus);
     }
     close(m_wakeDescriptor);
@@ -146,7 +175,7 @@ std::shared_ptr<BusConnection> BusConnection::Open(std::string_view nameSpace, s
         return nullptr;
     }
     auto connection = std::make_shared<BusConnection>(Private{}, bus, wakeDescriptor);
-    const MutexLock lock(connection->m_mutex);
+    const Holder holder(*connection);
     result = sd_bus_add_object_vtable(bus, nullptr, WireText::OBJECT_PATH, WireText::INTERFACE,
                                       vtable, connection.get());
     if (result >= 0) {
@@ -196,7 +225,7 @@ int BusConnection::FollowOwners(std::string_view nameSpace) {
 int BusConnection::RequestName(const std::string& name) {
     int result = 0;
     {
-        const MutexLock lock(m_mutex);
+        const Holder holder(*this);
         result = sd_bus_request_name(m_bus, name.c_str(), SD_BUS_NAME_QUEUE);
     }
     Wake();
@@ -206,7 +235,7 @@ int BusConnection::RequestName(const std::string& name) {
 int BusConnection::Subscribe(std::shared_ptr<const Subscription> subscription) {
     int result = 0;
     {
-        const MutexLock lock(m_mutex);
+        const Holder holder(*this);
         const std::string rule = WireText::SignalMatch(subscription->sender, subscription->signal);
         Match& match = m_matches.emplace_back(Match{this, std::move(subscription)});
         result = sd_bus_add_match(m_bus, &match.slot, rule.c_str(), Callbacks::OnSignal, &match);
@@ -219,7 +248,7 @@ int BusConnection::Subscribe(std::shared_ptr<const Subscription> subscription) {
 }
 
 void BusConnection::Unsubscribe(const Subscription* subscription) {
-    const MutexLock lock(m_mutex);
+    const Holder holder(*this);
     m_matches.remove_if([subscription](const Match& match) {
         if (match.subscription.get() != subscription) {
             return false;
@@ -231,7 +260,11 @@ void BusConnection::Unsubscribe(const Subscription* subscription) {
 }
 
 int BusConnection::TakeOut(std::vector<Incoming>& out) {
-    const MutexLock lock(m_mutex);
+    const Holder holder(*this);
+    return Process(out);
+}
+
+int BusConnection::Process(std::vector<Incoming>& out) {
     const std::size_t full = out.size() + BATCH;
     m_out = &out;
     int result = 1;
@@ -239,6 +272,7 @@ int BusConnection::TakeOut(std::vector<Incoming>& out) {
     // waiting on a busy connection.
     for (std::size_t turn = 0; result > 0 && out.size() < full && turn < 4 * BATCH; ++turn) {
         result = sd_bus_process(m_bus, nullptr);
+        WriteReplies();
     }
     m_out = nullptr;
     if (result == 0) {
@@ -289,36 +323,77 @@ int BusConnection::Send(sd_bus_message* message) {
 }
 
 void BusConnection::Unref(sd_bus_message* message) {
-    const MutexLock lock(m_mutex);
+    const Holder holder(*this);
     sd_bus_message_unref(message);
 }
 
-int BusConnection::Reply(BusMessage call, const std::string& subject, const std::string& payload) {
-    const MutexLock lock(m_mutex);
-    const OwnMessage received(std::exchange(call.m_message, nullptr));
-    sd_bus_message* raw = nullptr;
-    int result = sd_bus_message_new_method_return(received.get(), &raw);
-    const OwnMessage reply(raw);
-    if (result >= 0) {
-        result = sd_bus_message_append(raw, "ss", subject.c_str(), payload.c_str());
-    }
-    return result < 0 ? result : Send(raw);
+void BusConnection::Reply(BusMessage call, std::string subject, std::string payload) {
+    Enqueue({OwnMessage(std::exchange(call.m_message, nullptr)), nullptr, std::move(subject),
+             std::move(payload)});
 }
 
-int BusConnection::ReplyError(BusMessage call, const char* name, const std::string& text) {
-    const MutexLock lock(m_mutex);
-    const OwnMessage received(std::exchange(call.m_message, nullptr));
-    const sd_bus_error error{name, text.c_str(), 0};
+void BusConnection::ReplyError(BusMessage call, const char* name, std::string text) {
+    Enqueue({OwnMessage(std::exchange(call.m_message, nullptr)), name, std::move(text), {}});
+}
+
+void BusConnection::Enqueue(WaitingReply reply) {
+    {
+        const MutexLock lock(m_repliesMutex);
+        m_replies.push_back(std::move(reply));
+    }
+    WriteRepliesUnlessBusy();
+}
+
+// Whoever holds the lock meanwhile looks here again after letting go of it.
+void BusConnection::WriteRepliesUnlessBusy() {
+    while (HasReplies()) {
+        if (!m_mutex.try_lock()) {
+            return;
+        }
+        WriteReplies();
+        m_mutex.unlock();
+    }
+}
+
+bool BusConnection::HasReplies() {
+    const MutexLock lock(m_repliesMutex);
+    return !m_replies.empty();
+}
+
+void BusConnection::WriteReplies() {
+    {
+        const MutexLock lock(m_repliesMutex);
+        m_repliesInHand.swap(m_replies);
+    }
+    for (const WaitingReply& reply : m_repliesInHand) {
+        const int result = WriteReply(reply);
+        if (result < 0) {
+            QUILL_LOGD("a reply could not be sent: %s", strerror(-result));
+        }
+    }
+    m_repliesInHand.clear();
+}
+
+int BusConnection::WriteReply(const WaitingReply& reply) {
     sd_bus_message* raw = nullptr;
-    const int result = sd_bus_message_new_method_error(received.get(), &raw, &error);
-    const OwnMessage reply(raw);
+    int result = 0;
+    if (reply.error != nullptr) {
+        const sd_bus_error error{reply.error, reply.text.c_str(), 0};
+        result = sd_bus_message_new_method_error(reply.call.get(), &raw, &error);
+    } else {
+        result = sd_bus_message_new_method_return(reply.call.get(), &raw);
+        if (result >= 0) {
+            result = sd_bus_message_append(raw, "ss", reply.text.c_str(), reply.payload.c_str());
+        }
+    }
+    const OwnMessage message(raw);
     return result < 0 ? result : Send(raw);
 }
 
 int BusConnection::SendSignal(const std::string& name, const std::string& subject,
                               const std::string& payload) {
     const std::string member = WireText::SignalMember(name);
-    const MutexLock lock(m_mutex);
+    const Holder holder(*this);
     sd_bus_message* raw = nullptr;
     int result = sd_bus_message_new_signal(m_bus, &raw, WireText::OBJECT_PATH, WireText::INTERFACE,
                                            member.c_str());
@@ -331,7 +406,7 @@ int BusConnection::SendSignal(const std::string& name, const std::string& subjec
 
 int BusConnection::Call(const std::string& destination, const std::string& subject,
                         const std::string& payload, std::shared_ptr<PendingReply> reply) {
-    const MutexLock lock(m_mutex);
+    const Holder holder(*this);
     sd_bus_message* raw = nullptr;
     int result =
         sd_bus_message_new_method_call(m_bus, &raw, destination.c_str(), WireText::OBJECT_PATH,
@@ -356,7 +431,7 @@ int BusConnection::Call(const std::string& destination, const std::string& subje
 
 void BusConnection::AbandonCalls() {
     {
-        const MutexLock lock(m_mutex);
+        const Holder holder(*this);
         m_callsAbandoned = true;
         for (const OutgoingCall& call : m_calls) {
             sd_bus_slot_unref(call.slot);
@@ -371,7 +446,7 @@ void BusConnection::AbandonCalls() {
 
 void BusConnection::Close() {
     AbandonCalls();
-    const MutexLock lock(m_mutex);
+    const Holder holder(*this);
     const int events = sd_bus_get_events(m_bus);
     if (events > 0 && (events & POLLOUT) != 0) {
         sd_bus_flush(m_bus);

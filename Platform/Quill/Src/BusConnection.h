@@ -81,10 +81,16 @@ private:
 // sd-bus isn't thread-safe at all, not even in taking a reference, so that every call into it
 // stands under m_mutex. Nothing else happens there: a message is taken out inside sd_bus_process,
 // and the dispatching thread acts on it after the lock is released, because acting may wait for a
-// service whose own thread is just sending. The dispatching thread polls outside the lock. A
-// sending thread writes to the socket itself; it wakes the poller only when the socket was full and
-// output is left to write, or when it has read messages into sd-bus's own queue, where poll doesn't
-// see them.
+// service whose own thread is just sending. The dispatching thread polls outside the lock.
+//
+// A worker that answers doesn't wait for m_mutex, which the dispatching thread holds while it takes
+// out a burst. It puts its reply into m_replies and tries the lock: if it gets it, it writes to the
+// socket itself, and if not, whoever holds it writes for it. A holder looks into m_replies before it
+// lets go and once more afterwards, so that no reply stays behind; everybody who sends something
+// else writes the waiting replies first, so that what a thread sends stays in its order.
+//
+// The poller is woken only when the socket was full and output is left to write, or when somebody
+// has read messages into sd-bus's own queue, where poll doesn't see them.
 //
 // TakeOut and WaitForWork belong to one thread, the dispatching one; everything else may be called
 // from any thread. A connection that has broken stays broken: each call answers with an error, and
@@ -112,9 +118,12 @@ public:
     void WaitForWork();
     void Wake();
 
-    // Sending. Strings are valid for the bus. Each returns 0 or a negative errno value.
-    int Reply(BusMessage call, const std::string& subject, const std::string& payload);
-    int ReplyError(BusMessage call, const char* name, const std::string& text);
+    // Sending. Strings are valid for the bus.
+    /// A reply that the bus doesn't take is lost: its caller is gone then, or the bus is.
+    void Reply(BusMessage call, std::string subject, std::string payload);
+    /// `name` is a constant.
+    void ReplyError(BusMessage call, const char* name, std::string text);
+    /// Returns 0 or a negative errno value, as does Call.
     int SendSignal(const std::string& name, const std::string& subject, const std::string& payload);
     /// `reply` gets the answer; where it is null the answer comes out of TakeOut.
     int Call(const std::string& destination, const std::string& subject, const std::string& payload,
@@ -130,6 +139,8 @@ private:
     friend class BusMessage;
     struct Match;
     struct OutgoingCall;
+    struct WaitingReply;
+    class Holder;
     struct Callbacks; // what sd-bus calls
 
     struct Private {};
@@ -138,8 +149,14 @@ public:
     BusConnection(Private, sd_bus* bus, int wakeDescriptor);
 
 private:
+    int Process(std::vector<Incoming>& out) REQUIRES(m_mutex);
     int FollowOwners(std::string_view nameSpace) REQUIRES(m_mutex);
     Incoming MakeIncoming(Incoming::Kind kind, sd_bus_message* message) REQUIRES(m_mutex);
+    void Enqueue(WaitingReply reply) EXCLUDES(m_mutex);
+    void WriteReplies() REQUIRES(m_mutex);
+    void WriteRepliesUnlessBusy() EXCLUDES(m_mutex);
+    bool HasReplies() EXCLUDES(m_repliesMutex);
+    int WriteReply(const WaitingReply& reply) REQUIRES(m_mutex);
     int Send(sd_bus_message* message) REQUIRES(m_mutex);
     void WakeForOutput() REQUIRES(m_mutex);
     void Unref(sd_bus_message* message) EXCLUDES(m_mutex);
@@ -154,6 +171,10 @@ private:
     std::list<OutgoingCall> m_calls GUARDED_BY(m_mutex);
     bool m_callsAbandoned GUARDED_BY(m_mutex) = false;
     std::vector<Incoming>* m_out GUARDED_BY(m_mutex) = nullptr; // set inside TakeOut only
+
+    marrow::base::SpinningMutex m_repliesMutex; // inside m_mutex, where both are held
+    std::vector<WaitingReply> m_replies GUARDED_BY(m_repliesMutex);
+    std::vector<WaitingReply> m_repliesInHand GUARDED_BY(m_mutex); // empty outside WriteReplies
 
     // The dispatching thread's own: what to poll for, from TakeOut to WaitForWork.
     int m_pollDescriptor = -1;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Delivery.h"
 
-#include <cstring>
-
 #include "Endpoint.h"
 #include "JsonCodec.h"
 #include "QuillLog.h"
@@ -58,21 +56,17 @@ const char* Delivery::SignalName() const {
 }
 
 void Delivery::Answer(const TCMessage& reply) {
-    const std::string subject = WireText::ValidString(reply.subject);
-    const std::string payload = JsonCodec::Encode(reply.payload);
+    std::string subject = WireText::ValidString(reply.subject);
+    std::string payload = JsonCodec::Encode(reply.payload);
     BusConnection& connection = *m_incoming.message.Connection();
-    int result = 0;
     if (subject.size() + payload.size() > WireText::LARGEST_TEXT) {
         QUILL_LOGW("the reply to %s is larger than the bus takes (%zu bytes): answered with "
                    "LimitsExceeded",
                    Sender(), payload.size());
-        result = connection.ReplyError(std::move(m_incoming.message), LIMITS_EXCEEDED,
-                                       "the reply is larger than the bus takes");
+        connection.ReplyError(std::move(m_incoming.message), LIMITS_EXCEEDED,
+                              "the reply is larger than the bus takes");
     } else {
-        result = connection.Reply(std::move(m_incoming.message), subject, payload);
-    }
-    if (result < 0) {
-        QUILL_LOGD("the reply to %s could not be sent: %s", Sender(), strerror(-result));
+        connection.Reply(std::move(m_incoming.message), std::move(subject), std::move(payload));
     }
 }
 

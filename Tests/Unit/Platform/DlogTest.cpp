@@ -201,6 +201,18 @@ TEST(Dlog, LosesNothingToASignalThatEndsTheProcess) {
     }
 }
 
+TEST(Dlog, StillWritesWhatStaticDestructorsSay) {
+    const std::string text = LogOf([] {
+        struct Late {
+            ~Late() { __dlog_print(DLOG_INFO, "TAG", "from a static destructor"); }
+        };
+        static const Late late;
+        __dlog_print(DLOG_INFO, "TAG", "first");
+    });
+    EXPECT_NE(text.find("first\n"), std::string::npos);
+    EXPECT_NE(text.find("from a static destructor\n"), std::string::npos);
+}
+
 TEST(Dlog, LeavesASignalAloneThatTheProcessHandles) {
     Writer writer([] {
         std::signal(SIGTERM, [](int) { _exit(7); });
