@@ -62,8 +62,7 @@ std::vector<ElfSymbol> Symbols(const std::string& path, ElfW(Word) table) {
     }
     std::vector<ElfSymbol> symbols;
     for (std::size_t i = 0; i < header.e_shnum; ++i) {
-        const auto section =
-            Read<ElfW(Shdr)>(bytes, header.e_shoff + i * sizeof(ElfW(Shdr)));
+        const auto section = Read<ElfW(Shdr)>(bytes, header.e_shoff + i * sizeof(ElfW(Shdr)));
         if (section.sh_type != table) {
             continue;
         }

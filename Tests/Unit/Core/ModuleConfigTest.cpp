@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -55,18 +56,27 @@ protected:
     ~ModuleConfig() override { make = nullptr; }
 
     static inline std::function<IModule*()> make;
-    // Configurations are never deleted and go on naming this.
-    Configuration* const m_configuration = new Configuration;
+    Configuration* const m_configuration =
+        configurations->emplace_back(std::make_unique<Configuration>()).get();
     ModuleCounts m_first;
     ModuleCounts m_second;
 
     template <typename I>
     void RegisterTwo(const char* first = "first", const char* second = "second") {
-        // Lives as long as the registry.
-        ModuleInterface<I>::AddImpl(
-            new FakeModuleClass(first, [this] { return new CountedModule<I>(m_first); }));
-        ModuleInterface<I>::AddImpl(
-            new FakeModuleClass(second, [this] { return new CountedModule<I>(m_second); }));
+        Register<I>(first, m_first);
+        Register<I>(second, m_second);
+    }
+
+private:
+    // The registry keeps configurations and class objects for as long as the process lives.
+    static inline auto* const configurations = new std::vector<std::unique_ptr<Configuration>>;
+    static inline auto* const classes = new std::vector<std::unique_ptr<FakeModuleClass>>;
+
+    template <typename I>
+    void Register(const char* name, ModuleCounts& counts) {
+        classes->push_back(std::make_unique<FakeModuleClass>(
+            name, [&counts] { return new CountedModule<I>(counts); }));
+        ModuleInterface<I>::AddImpl(classes->back().get());
     }
 };
 

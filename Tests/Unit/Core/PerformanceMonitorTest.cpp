@@ -245,8 +245,8 @@ TEST(PerformanceMonitor, StartReadsTheClockAheadOfItsLock) {
     KeepingHandler handler;
     monitor.AddRecordHandler(&handler);
     Clock::time_point released;
-    ASSERT_TRUE(RunWhileHeld(monitor.*MemberOf(RecordsMutex()), released,
-                             [&] { monitor.Start("stage"); }));
+    ASSERT_TRUE(
+        RunWhileHeld(monitor.*MemberOf(RecordsMutex()), released, [&] { monitor.Start("stage"); }));
     monitor.Stop("stage");
     ASSERT_EQ(handler.records.size(), 1U);
     EXPECT_LT(handler.records[0].start, released);
@@ -258,13 +258,13 @@ TEST(PerformanceMonitor, StopReadsTheClockAheadOfBothLocks) {
     monitor.AddRecordHandler(&handler);
     Clock::time_point released;
     monitor.Start("stage");
-    ASSERT_TRUE(RunWhileHeld(monitor.*MemberOf(RecordsMutex()), released,
-                             [&] { monitor.Stop("stage"); }));
+    ASSERT_TRUE(
+        RunWhileHeld(monitor.*MemberOf(RecordsMutex()), released, [&] { monitor.Stop("stage"); }));
     ASSERT_EQ(handler.records.size(), 1U);
     EXPECT_LT(handler.records[0].stop, released);
     monitor.Start("stage");
-    ASSERT_TRUE(RunWhileHeld(monitor.*MemberOf(HandlersMutex()), released,
-                             [&] { monitor.Stop("stage"); }));
+    ASSERT_TRUE(
+        RunWhileHeld(monitor.*MemberOf(HandlersMutex()), released, [&] { monitor.Stop("stage"); }));
     ASSERT_EQ(handler.records.size(), 2U);
     EXPECT_LT(handler.records[1].stop, released);
 }

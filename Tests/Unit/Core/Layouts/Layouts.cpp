@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Compiled by the layout tests alone, for what clang prints about it. It prints the virtual table
+// of a class where a virtual operation of that class is called, and the fields where one is needed
+// whole.
+
+#include "ConfigAccessor.h"
+#include "IConfig.h"
+#include "IServiceControl.h"
+#include "Job.h"
+#include "MessageRouter.h"
+#include "ModuleClass.h"
+#include "NullServiceProxy.h"
+#include "PerformanceMonitor.h"
+#include "PrintRecordHandler.h"
+#include "Service.h"
+#include "ServiceContext.h"
+#include "ServiceControl.h"
+#include "ServiceFactory.h"
+#include "ServiceLoader.h"
+#include "ServiceManager.h"
+#include "ServiceProxy.h"
+#include "TCEvent.h"
+#include "TCServer.h"
+#include "TCTask.h"
+#include "WorkerFactory.h"
+
+namespace layouts {
+
+class Thing : public IModule {
+public:
+    void Init() override;
+};
+
+// Deleting through a base is a call of its virtual destructor.
+template <typename... T>
+void Delete(T*... objects) {
+    (delete objects, ...);
+}
+
+void VirtualTables(IModule* module, IConfig* config, const IModuleClass& moduleClass,
+                   const ModuleClass<Thing>& thingClass, marrow::msg::DoubleModuleClass* router) {
+    Delete(module, config, router);
+    (void)moduleClass.GetName();
+    (void)thingClass.GetName();
+}
+
+void VirtualTables(RecordHandler* handler, Quill::TCHandler* receiver, Quill::TCEventIO* queue,
+                   Quill::TCTask* task, Quill::TCServer* server, Quill::TCEvent* event,
+                   marrow::ser::Job* job, marrow::ser::Worker* worker) {
+    Delete(handler, receiver, queue, task, server, event, job, worker);
+}
+
+void VirtualTables(marrow::ser::IService* service, marrow::ser::Service* base,
+                   marrow::ser::IServiceProxy* proxy, marrow::ser::ServiceProxy* baseProxy,
+                   marrow::ser::NullServiceProxy* nullProxy, IServiceLoader* loader,
+                   marrow::ser::IServiceFactory* factory, ServiceFactory* theFactory) {
+    Delete(service, base, proxy, baseProxy, nullProxy, loader, factory, theFactory);
+}
+
+void VirtualTables(marrow::mgr::IServiceManager* manager, marrow::mgr::IServiceControl* control,
+                   marrow::msg::IMessageRouter* router, marrow::msg::IMessageHandler* handler,
+                   marrow::msg::MessageRouter* theRouter) {
+    Delete(manager, control, router, handler, theRouter);
+}
+
+constexpr unsigned long SIZES[] = {
+    sizeof(record_t),
+    sizeof(PerformanceMonitor),
+    sizeof(PrintRecordHandler),
+    sizeof(ModuleClass<Thing>),
+    sizeof(Quill::TCMessage),
+    sizeof(marrow::ser::service_info_t),
+    sizeof(service_context_t),
+    sizeof(marrow::ser::WorkerFactory),
+    sizeof(ServiceControl),
+    sizeof(ServiceManager),
+    sizeof(marrow::msg::MessageRouter),
+};
+
+} // namespace layouts
