@@ -9,6 +9,7 @@
 #include <fstream>
 #include <poll.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,6 +59,7 @@ void PrivateBus::Start() {
     }
     m_pid = fork();
     if (m_pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed leaves no bus behind
         // The bus prints its address on this descriptor when it listens.
         dup2(ends[1], 3);
         const std::string configuration = "--config-file=" + m_folder + "/bus.conf";

@@ -25,7 +25,8 @@ template struct ExposeMember<ProxyHandOverMutex, &marrow::ser::ServiceProxy::m_h
 template struct ExposeMember<ProxyHandOverCondition,
                              &marrow::ser::ServiceProxy::m_handOverCondition>;
 
-inline const std::shared_ptr<marrow::ser::Worker>& WorkerOf(marrow::ser::ServiceProxy& proxy) {
+/// A reference of the caller's own: a queue must live for as long as somebody puts a job into it.
+inline std::shared_ptr<marrow::ser::Worker> WorkerOf(marrow::ser::ServiceProxy& proxy) {
     return proxy.*MemberOf(ProxyWorker());
 }
 

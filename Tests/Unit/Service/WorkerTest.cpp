@@ -235,9 +235,15 @@ TEST(Worker, NeverRunsTwoJobsAtATime) {
 }
 
 TEST(Worker, DeletesAJobBehindItsRunOnItsOwnThread) {
-    struct Argument {
-        std::string& thread;
-        ~Argument() { thread = ThreadName(); }
+    class Argument {
+    public:
+        explicit Argument(std::string& thread) : m_thread(thread) {}
+        ~Argument() { m_thread = ThreadName(); }
+        Argument(const Argument&) = delete;
+        Argument& operator=(const Argument&) = delete;
+
+    private:
+        std::string& m_thread;
     };
     const auto worker = GetWorker("Del");
     std::string thread;

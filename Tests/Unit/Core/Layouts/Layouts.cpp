@@ -64,18 +64,12 @@ void VirtualTables(marrow::mgr::IServiceManager* manager, marrow::mgr::IServiceC
     Delete(manager, control, router, handler, theRouter);
 }
 
-constexpr unsigned long SIZES[] = {
-    sizeof(record_t),
-    sizeof(PerformanceMonitor),
-    sizeof(PrintRecordHandler),
-    sizeof(ModuleClass<Thing>),
-    sizeof(Quill::TCMessage),
-    sizeof(marrow::ser::service_info_t),
-    sizeof(service_context_t),
-    sizeof(marrow::ser::WorkerFactory),
-    sizeof(ServiceControl),
-    sizeof(ServiceManager),
-    sizeof(marrow::msg::MessageRouter),
-};
+// Classes whose fields are wanted.
+template <typename... T>
+constexpr bool ARE_KNOWN = (... && (sizeof(T) != 0));
+static_assert(ARE_KNOWN<record_t, PerformanceMonitor, PrintRecordHandler, ModuleClass<Thing>,
+                        Quill::TCMessage, marrow::ser::service_info_t, service_context_t,
+                        marrow::ser::WorkerFactory, ServiceControl, ServiceManager,
+                        marrow::msg::MessageRouter>);
 
 } // namespace layouts
