@@ -43,5 +43,5 @@ private:
     marrow::ser::IService* m_service GUARDED_BY(m_mutex);
     marrow::ser::IServiceProxy* m_proxy GUARDED_BY(m_mutex);
     ServiceState m_state GUARDED_BY(m_mutex);
-    marrow::base::Mutex m_mutex;
+    marrow::base::SpinningMutex m_mutex; // each message asks for the state, between short calls
 };

@@ -25,7 +25,7 @@ namespace {
 
 // Messages that one TakeOut collects. Enough to share the lock's cost among a burst, few enough
 // that the first one doesn't wait for the last.
-constexpr std::size_t BATCH = 16;
+constexpr std::size_t BATCH = 8;
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
 constexpr const char* BUS_NAME = "org.freedesktop.DBus";
