@@ -135,7 +135,8 @@ private:
 } // namespace
 
 CallResult RunLoad(const CallLoad& load) {
-    const auto total = static_cast<std::size_t>(load.processes) * static_cast<std::size_t>(load.calls);
+    const auto total =
+        static_cast<std::size_t>(load.processes) * static_cast<std::size_t>(load.calls);
     const std::size_t bytes = sizeof(Shared) + total * sizeof(double);
     void* const memory =
         mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);

@@ -11,11 +11,12 @@
 
 namespace {
 
-constexpr const char* INTROSPECTION = "<node><interface name='quill.Endpoint1'>"
-                                      "<method name='Call'>"
-                                      "<arg type='s' direction='in'/><arg type='s' direction='in'/>"
-                                      "<arg type='s' direction='out'/><arg type='s' direction='out'/>"
-                                      "</method></interface></node>";
+constexpr const char* INTROSPECTION =
+    "<node><interface name='quill.Endpoint1'>"
+    "<method name='Call'>"
+    "<arg type='s' direction='in'/><arg type='s' direction='in'/>"
+    "<arg type='s' direction='out'/><arg type='s' direction='out'/>"
+    "</method></interface></node>";
 
 void OnCall(GDBusConnection*, const char*, const char*, const char*, const char*,
             GVariant* parameters, GDBusMethodInvocation* invocation, void*) {

@@ -7,8 +7,8 @@ std::string MakePayload(std::size_t size) {
     const std::string end = R"("})";
     for (int i = 0;; ++i) {
         const std::string number = std::to_string(i);
-        const std::string record = (i == 0 ? "" : ",") + std::string(R"({"name":"entry-)") + number +
-                                   R"(","level":0.25,"on":false,"index":)" + number + "}";
+        const std::string record = (i == 0 ? "" : ",") + std::string(R"({"name":"entry-)") +
+                                   number + R"(","level":0.25,"on":false,"index":)" + number + "}";
         if (payload.size() + record.size() + tail.size() + end.size() > size) {
             break;
         }

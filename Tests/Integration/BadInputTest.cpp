@@ -53,12 +53,22 @@ TEST_F(BadInput, OfTwentyKindsAThousandTimesLeavesAnOrdinaryCallAnswered) {
         [&] { ExpectInvalid(Deep(100000)); },
         [&] { ExpectError(CallMember(PATH, INTERFACE, "Call", {})); },
         [&] { ExpectError(CallMember(PATH, INTERFACE, "Call", {"probe"})); },
-        [&] { ExpectError(CallMember(PATH, INTERFACE, "Call", {"probe", "{}", "more"})); },
+        [&] {
+            ExpectError(CallMember(PATH, INTERFACE, "Call", {"probe", "{}", "more"}));
+        },
         [&] { ExpectError(client.CallWithNumber(ROUTER, 7)); },
-        [&] { ExpectError(CallMember(PATH, INTERFACE, "Nothing", {"probe", "{}"})); },
-        [&] { ExpectError(CallMember("/elsewhere", INTERFACE, "Call", {"probe", "{}"})); },
-        [&] { ExpectError(CallMember(PATH, "some.Interface", "Call", {"probe", "{}"})); },
-        [&] { client.SendSignal(ROUTER_SIGNAL, {ROUTER_SIGNAL, "probe", "{"}); },
+        [&] {
+            ExpectError(CallMember(PATH, INTERFACE, "Nothing", {"probe", "{}"}));
+        },
+        [&] {
+            ExpectError(CallMember("/elsewhere", INTERFACE, "Call", {"probe", "{}"}));
+        },
+        [&] {
+            ExpectError(CallMember(PATH, "some.Interface", "Call", {"probe", "{}"}));
+        },
+        [&] {
+            client.SendSignal(ROUTER_SIGNAL, {ROUTER_SIGNAL, "probe", "{"});
+        },
         [&] { client.SendSignal(ROUTER_SIGNAL, {ROUTER_SIGNAL}); },
         [&] { client.Send(ROUTER, "probe", "{", true); },
     };
@@ -74,8 +84,8 @@ TEST_F(BadInput, OfTwentyKindsAThousandTimesLeavesAnOrdinaryCallAnswered) {
 
 TEST_F(BadInput, InASubjectIsAnUnknownNameAndNothingElse) {
     for (const std::string& subject :
-         {std::string("%s%n%s"), std::string(100000, 'x'), std::string("a\nb"), std::string("\xC3\xA4"),
-          std::string("probe ")}) {
+         {std::string("%s%n%s"), std::string(100000, 'x'), std::string("a\nb"),
+          std::string("\xC3\xA4"), std::string("probe ")}) {
         EXPECT_EQ(client.Call(ROUTER, subject, "{}").payload, DELIVERY_FAILED);
     }
     EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");

@@ -22,7 +22,8 @@ protected:
 };
 
 TEST_F(Call, IsAnsweredByTheServiceThatItsSubjectNames) {
-    EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":[1,"b",null]})").payload, R"({"a":[1,"b",null]})");
+    EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":[1,"b",null]})").payload,
+              R"({"a":[1,"b",null]})");
     EXPECT_TRUE(daemon.WaitForOutput("PERFORMANCE MONITOR - tag: probe_CALL_API execution_time: "));
     EXPECT_TRUE(daemon.WaitForLog("> Calling [probe] API with data :\n{\n\t\"a\" : \n\t["));
 }
@@ -69,8 +70,7 @@ TEST_F(Call, TellsTheLogWhoCalls) {
                                   std::to_string(getpid()) + "\n"));
     RawClient nameless;
     nameless.Call(ROUTER, "probe", "{}");
-    EXPECT_TRUE(
-        daemon.WaitForLog("> DBUS Message received from " + nameless.UniqueName() + "\n"));
+    EXPECT_TRUE(daemon.WaitForLog("> DBUS Message received from " + nameless.UniqueName() + "\n"));
 }
 
 TEST_F(Call, AsASignalIsDeliveredAndNotAnswered) {

@@ -1,40 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DaemonTest.h"
 
-#include <array>
 #include <chrono>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
+
+#include "NotifySocket.h"
 
 namespace {
 
 class Slow : public DaemonTest {};
 
 TEST_F(Slow, NotifiesTheServiceManagersWatchdogEveryTenSecondsForAsLongAsItLives) {
-    const std::string path = bus.Folder() + "/notify";
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-    daemon.SetEnvironment("NOTIFY_SOCKET", path);
+    const NotifySocket manager;
+    daemon.SetEnvironment("NOTIFY_SOCKET", manager.Path());
     daemon.Start();
-    auto last = std::chrono::steady_clock::now();
-    for (const char* expected : {"READY=1", "WATCHDOG=1", "WATCHDOG=1"}) {
-        pollfd ready{socket, POLLIN, 0};
-        ASSERT_EQ(poll(&ready, 1, 30000), 1) << expected;
-        std::array<char, 64> text{};
-        ASSERT_GT(recv(socket, text.data(), text.size() - 1, 0), 0);
-        EXPECT_STREQ(text.data(), expected);
-        const auto now = std::chrono::steady_clock::now();
-        if (std::string(expected) == "WATCHDOG=1") {
-            EXPECT_GT(now - last, std::chrono::seconds(9));
-        }
-        last = now;
+    EXPECT_EQ(manager.Receive(), "READY=1");
+    for (int i = 0; i < 2; ++i) {
+        const auto before = std::chrono::steady_clock::now();
+        EXPECT_EQ(manager.Receive(std::chrono::seconds(30)), "WATCHDOG=1");
+        EXPECT_GT(std::chrono::steady_clock::now() - before, std::chrono::seconds(9));
     }
-    close(socket);
 }
 
 TEST_F(Slow, GoesOnWithTheNextServiceWhenOneHangsInItsStart) {

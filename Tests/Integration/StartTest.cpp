@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DaemonTest.h"
 
-#include <array>
-#include <filesystem>
+#include <csignal>
 #include <fstream>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
+
+#include "NotifySocket.h"
 
 namespace {
 
@@ -55,8 +52,9 @@ TEST_F(Start, DoesntWaitForAServiceThatStartsSlowly) {
 
 TEST_F(Start, GoesByPriorityAloneWhateverFilesNamesAndDependenciesSay) {
     daemon.AddService("a", {.library = "libprobe.so", .priority = 10});
-    daemon.AddService("b", {.library = "libprobe2.so", .priority = 200,
-                            .more = R"(,"dependencies":["c","nobody"])"});
+    daemon.AddService(
+        "b",
+        {.library = "libprobe2.so", .priority = 200, .more = R"(,"dependencies":["c","nobody"])"});
     daemon.AddService("c", {.library = "/nowhere/lib.so", .priority = 30});
     StartAndWait();
     const std::string log = daemon.Log();
@@ -87,7 +85,8 @@ TEST_F(Start, LeavesAServiceWithAWrongPathNotLoadedAndStartsTheRest) {
     daemon.AddService("probe", {.library = "libprobe.so"});
     StartAndWait();
     const std::string log = daemon.Log();
-    EXPECT_NE(log.find("> failed to load library. Error msg: /nowhere/lib.so: "), std::string::npos);
+    EXPECT_NE(log.find("> failed to load library. Error msg: /nowhere/lib.so: "),
+              std::string::npos);
     EXPECT_NE(log.find("> service could not be load"), std::string::npos);
     EXPECT_NE(log.find("> service['wrong'] failed to load"), std::string::npos);
     EXPECT_NE(log.find("> failed to load wrong service"), std::string::npos);
@@ -107,20 +106,10 @@ TEST_F(Start, EndsWithAManifestValueThatDoesntConvert) {
 }
 
 TEST_F(Start, TellsTheServiceManagerThatItIsReady) {
-    const std::string path = bus.Folder() + "/notify";
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-    daemon.SetEnvironment("NOTIFY_SOCKET", path);
+    const NotifySocket manager;
+    daemon.SetEnvironment("NOTIFY_SOCKET", manager.Path());
     daemon.Start();
-    pollfd ready{socket, POLLIN, 0};
-    ASSERT_EQ(poll(&ready, 1, 20000), 1);
-    std::array<char, 64> text{};
-    ASSERT_GT(recv(socket, text.data(), text.size() - 1, 0), 0);
-    EXPECT_STREQ(text.data(), "READY=1");
-    close(socket);
+    EXPECT_EQ(manager.Receive(), "READY=1");
 }
 
 TEST_F(Start, AsksToLiveWhenMemoryRunsOut) {

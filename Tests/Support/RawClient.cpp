@@ -62,9 +62,9 @@ RawClient::Reply CallAndRead(sd_bus* bus, sd_bus_message* message, std::uint64_t
 sd_bus_message* NewCall(sd_bus* bus, const std::string& destination, const char* path = PATH,
                         const char* interface = INTERFACE, const char* member = "Call") {
     sd_bus_message* message = nullptr;
-    Check(sd_bus_message_new_method_call(bus, &message, destination.c_str(), path, interface,
-                                         member),
-          "new call");
+    Check(
+        sd_bus_message_new_method_call(bus, &message, destination.c_str(), path, interface, member),
+        "new call");
     return message;
 }
 
@@ -145,8 +145,8 @@ void RawClient::SendSignal(const std::string& member, const std::vector<std::str
 }
 
 std::string RawClient::Introspect(const std::string& destination) {
-    sd_bus_message* const message = NewCall(m_bus, destination, PATH,
-                                            "org.freedesktop.DBus.Introspectable", "Introspect");
+    sd_bus_message* const message =
+        NewCall(m_bus, destination, PATH, "org.freedesktop.DBus.Introspectable", "Introspect");
     return CallAndRead(m_bus, message, Microseconds(std::chrono::seconds(30))).subject;
 }
 

@@ -38,8 +38,7 @@ public:
 
     /// Calls quill.Endpoint1.Call and waits for the answer.
     Reply Call(const std::string& destination, const std::string& subject,
-               const std::string& payload,
-               std::chrono::seconds limit = std::chrono::seconds(30));
+               const std::string& payload, std::chrono::seconds limit = std::chrono::seconds(30));
     /// Sends the call and doesn't wait; `noReply` sets the message's flag.
     void Send(const std::string& destination, const std::string& subject,
               const std::string& payload, bool noReply = false);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Mutex.h"
+#include "PendingReply.h"
 #include "SenderNames.h"
 #include "Subscription.h"
 
@@ -53,28 +54,6 @@ struct Incoming {
     std::shared_ptr<const Subscription> subscription; ///< of a signal
 };
 
-/// The answer to a call of ours. The waiting thread and the dispatching thread meet here.
-class PendingReply {
-public:
-    /// error: 0, or a negative errno value, with `text` saying more.
-    struct Result {
-        int error = 0;
-        std::string text;
-        std::string subject;
-        std::string payload;
-    };
-
-    void Complete(Result result);
-    bool IsComplete();
-    Result Wait();
-
-private:
-    marrow::base::Mutex m_mutex;
-    marrow::base::Condition m_completed;
-    bool m_isComplete GUARDED_BY(m_mutex) = false;
-    Result m_result GUARDED_BY(m_mutex);
-};
-
 // One connection to the message bus: the seam around sd-bus, whose header only BusConnection.cpp
 // includes.
 //
@@ -85,8 +64,8 @@ private:
 //
 // A worker that answers doesn't wait for m_mutex, which the dispatching thread holds while it takes
 // out a burst. It puts its reply into m_replies and tries the lock: if it gets it, it writes to the
-// socket itself, and if not, whoever holds it writes for it. A holder looks into m_replies before it
-// lets go and once more afterwards, so that no reply stays behind; everybody who sends something
+// socket itself, and if not, whoever holds it writes for it. A holder looks into m_replies before
+// it lets go and once more afterwards, so that no reply stays behind; everybody who sends something
 // else writes the waiting replies first, so that what a thread sends stays in its order.
 //
 // The poller is woken only when the socket was full and output is left to write, or when somebody

@@ -10,8 +10,8 @@
 // value stand for each other.
 namespace Quill::JsonCodec {
 
-/// A value may stand inside this many arrays and objects. It bounds the stack that a peer's message can use here
-/// and, with the log's indented rendering, the text that it can make us write.
+/// A value may stand inside this many arrays and objects. It bounds the stack that a peer's message
+/// can use here and, with the log's indented rendering, the text that it can make us write.
 inline constexpr int DEEPEST_NESTING = 128;
 
 enum class Root {

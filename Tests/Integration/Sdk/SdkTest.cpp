@@ -47,9 +47,8 @@ protected:
     }
 
     const std::string folder;
-    const std::string flags = std::string(HEARTHD_SANITIZE).empty()
-                                  ? ""
-                                  : std::string("-fsanitize=") + HEARTHD_SANITIZE;
+    const std::string flags =
+        std::string(HEARTHD_SANITIZE).empty() ? "" : std::string("-fsanitize=") + HEARTHD_SANITIZE;
 };
 
 TEST_F(Sdk, BuildsAServiceOutsideTheTreeWithCMake) {
@@ -69,8 +68,9 @@ TEST_F(Sdk, BuildsAServiceOutsideTheTreeWithPkgConfig) {
     const std::string library = folder + "/liboutside.so";
     Run(std::string(HEARTHD_COMPILER) + " -shared -fPIC " + flags + " " + flagsOfSdk +
         " " HEARTHD_OUTSIDE_PROJECT "/OutsideService.cpp -o " + library);
-    daemon.AddService("outside", {.library = library, .priority = 7,
-                                  .more = R"(,"dependencies":["echo","clock"])"});
+    daemon.AddService(
+        "outside",
+        {.library = library, .priority = 7, .more = R"(,"dependencies":["echo","clock"])"});
     ExpectAnswer();
 }
 

@@ -155,9 +155,8 @@ TEST_F(MessageRouterTest, AnswersACallWithWhatTheServiceReturns) {
     EXPECT_EQ(reply.payload["b"], 1);
     EXPECT_FALSE(reply.payload.isMember("return_error"));
     EXPECT_EQ(LogCapture::Count(DLOG_INFO, "DBUS Message received from sender"), 1);
-    EXPECT_EQ(LogCapture::Count(DLOG_INFO,
-                                "Calling [probe] API with data :\n{\n\t\"a\" : 1\n}\n\n"),
-              1);
+    EXPECT_EQ(
+        LogCapture::Count(DLOG_INFO, "Calling [probe] API with data :\n{\n\t\"a\" : 1\n}\n\n"), 1);
 }
 
 TEST_F(MessageRouterTest, MarksAnEmptyAnswerAsAFailedDelivery) {

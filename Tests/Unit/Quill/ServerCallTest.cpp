@@ -240,8 +240,8 @@ TEST_F(ServerCall, ServesManyClientsAndTasksAtOnceAndMixesNothingUp) {
         clients.emplace_back([i] {
             RawClient own;
             for (int call = 0; call < CALLS; ++call) {
-                const std::string payload = R"({"call":)" + std::to_string(call) +
-                                            R"(,"client":)" + std::to_string(i) + "}";
+                const std::string payload = R"({"call":)" + std::to_string(call) + R"(,"client":)" +
+                                            std::to_string(i) + "}";
                 EXPECT_EQ(own.Call("test.Server", "", payload).payload, payload);
             }
         });

@@ -64,8 +64,7 @@ TEST_F(ServerClient, LeavesTheReplyAloneWhenTheCallFails) {
 TEST_F(ServerClient, MayCallFromItsOwnCallbackAndKeepsWhatComesMeanwhile) {
     // The server asks the client back before it answers; the client's second call waits in line.
     std::vector<std::string> order;
-    server.onReceived = [&](const char*, const TCMessage* message, TCMessage* reply,
-                            const char*) {
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage* reply, const char*) {
         order.push_back(message->subject);
         if (message->subject == "outer") {
             TCMessage question;

@@ -127,14 +127,13 @@ TEST_F(ServerLife, WaitsInLineForANameThatSomebodyElseOwns) {
     auto first = std::make_unique<RawClient>();
     first->RequestName("test.Server");
     EXPECT_TRUE(server.CreateDBusServer());
-    EXPECT_EQ(LogCapture::CountBeginning(DLOG_WARN,
-                                         "endpoint test.Server: the name has another owner"),
-              1);
+    EXPECT_EQ(
+        LogCapture::CountBeginning(DLOG_WARN, "endpoint test.Server: the name has another owner"),
+        1);
     first.reset();
     RawClient client;
-    EXPECT_TRUE(WaitUntil([&] {
-        return client.Call("test.Server", "", R"({"a":1})").payload == R"({"a":1})";
-    }));
+    EXPECT_TRUE(WaitUntil(
+        [&] { return client.Call("test.Server", "", R"({"a":1})").payload == R"({"a":1})"; }));
 }
 
 TEST_F(ServerLife, ComesUpWithoutABusAndTakesItsPlaceWhenThereIsOne) {

@@ -85,8 +85,7 @@ TEST_F(ServerSignal, GivesASignalToItsCallbackWithTheUserData) {
 TEST_F(ServerSignal, ListensToOneSenderAloneWhenItIsNamed) {
     Gate received;
     std::string senders;
-    server.onReceived = [&](const char* sender, const TCMessage* message, TCMessage*,
-                            const char*) {
+    server.onReceived = [&](const char* sender, const TCMessage* message, TCMessage*, const char*) {
         senders += std::string(sender) + " ";
         if (message->subject == "last") {
             received.Open();
@@ -130,8 +129,7 @@ TEST_F(ServerSignal, SendsASignalWithItsExactNameAsFirstArgument) {
     const auto signal = client.Next();
     ASSERT_TRUE(signal.has_value());
     EXPECT_EQ(signal->member, "it_20is_2fnews");
-    EXPECT_EQ(signal->arguments,
-              (std::vector<std::string>{"it is/news", "subject", R"({"a":1})"}));
+    EXPECT_EQ(signal->arguments, (std::vector<std::string>{"it is/news", "subject", R"({"a":1})"}));
 }
 
 TEST_F(ServerSignal, SendsFromAnyThreadWhileItReceives) {

@@ -8,7 +8,8 @@
 
 #include "TCServer.h"
 
-/// A server whose callbacks are the test's. Without one it answers each call with what it was given.
+/// A server whose callbacks are the test's. Without one it answers each call with what it was
+/// given.
 class TestServer : public Quill::TCServer {
 public:
     explicit TestServer(std::string name = "test.Server") : TCServer(std::move(name), SERVER) {}

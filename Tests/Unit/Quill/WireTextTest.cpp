@@ -51,7 +51,8 @@ TEST(WireText, MatchesBySenderAndExactName) {
               "sender='x.y'");
 }
 
-// What sd-bus says to a string. It asks for a bus that has been started; nobody answers on this one.
+// What sd-bus says to a string. It asks for a bus that has been started; nobody answers on this
+// one.
 int Append(const std::string& text) {
     std::array<int, 2> ends{};
     sd_bus* bus = nullptr;
@@ -91,16 +92,20 @@ const std::string R = REPLACED;
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, ValidString,
-    testing::Values(Text{"plain text of more than eight bytes", "plain text of more than eight bytes"},
-                    Text{"", ""}, Text{"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xBA", "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xBA"},
-                    Text{"12345678\xFF", "12345678" + R}, Text{"\xC0\x80", R + R},
-                    Text{"\xC3", R}, Text{"\xC3z", R + "z"}, Text{"\xE2\x82", R},
-                    Text{"\xE2\x82z", R + "z"}, Text{"\xE0\x80\x80", R + R + R},
-                    Text{"\xED\xA0\x80", R + R + R}, Text{"\xF4\x90\x80\x80", R + R + R + R},
-                    Text{"\xF5", R}, Text{"\x80", R}, Text{"\xEF\xBF\xBE", R},
-                    Text{"\xEF\xB7\x90", R}, Text{"\xF0\x9F\xBF\xBF", R},
-                    Text{std::string("a\0b", 3), "a" + R + "b"},
-                    Text{std::string("12345678\0", 9), "12345678" + R},
-                    Text{std::string("1234\0" "678", 8), "1234" + R + "678"}));
+    testing::Values(
+        Text{"plain text of more than eight bytes", "plain text of more than eight bytes"},
+        Text{"", ""},
+        Text{"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xBA", "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xBA"},
+        Text{"12345678\xFF", "12345678" + R}, Text{"\xC0\x80", R + R}, Text{"\xC3", R},
+        Text{"\xC3z", R + "z"}, Text{"\xE2\x82", R}, Text{"\xE2\x82z", R + "z"},
+        Text{"\xE0\x80\x80", R + R + R}, Text{"\xED\xA0\x80", R + R + R},
+        Text{"\xF4\x90\x80\x80", R + R + R + R}, Text{"\xF5", R}, Text{"\x80", R},
+        Text{"\xEF\xBF\xBE", R}, Text{"\xEF\xB7\x90", R}, Text{"\xF0\x9F\xBF\xBF", R},
+        Text{std::string("a\0b", 3), "a" + R + "b"},
+        Text{std::string("12345678\0", 9), "12345678" + R},
+        Text{std::string("1234\0"
+                         "678",
+                         8),
+             "1234" + R + "678"}));
 
 } // namespace

@@ -85,7 +85,8 @@ TEST_F(Manifest, HasADefaultForEveryKey) {
 }
 
 TEST_F(Manifest, KeepsTheLowEightBitsOfAPriority) {
-    const auto services = Read(R"({"a":{"priority":300},"b":{"priority":256},"c":{"priority":-1}})");
+    const auto services =
+        Read(R"({"a":{"priority":300},"b":{"priority":256},"c":{"priority":-1}})");
     ASSERT_EQ(services.size(), 3U);
     EXPECT_EQ(services[0].priority, 44);
     EXPECT_EQ(services[1].priority, 0);

@@ -89,7 +89,8 @@ TEST_F(ServiceControlTest, GoesThroughItsStatesAndBackAsOftenAsAsked) {
         EXPECT_EQ(control.GetState(), State::NOT_LOADED);
         EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, "service['probe'] state changed to LOADED"),
                   2 * round);
-        EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, "service['probe'] state changed to STARTED"), round);
+        EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, "service['probe'] state changed to STARTED"),
+                  round);
         EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, "service['probe'] state changed to NOT_LOADED"),
                   round);
     }
@@ -155,9 +156,9 @@ TEST_F(ServiceControlTest, LogsTheStateThatItIsAskedFor) {
 TEST_F(ServiceControlTest, HasNoWorkerUntilItIsLoaded) {
     factory.service.worker = marrow::ser::WorkerFactory::Get().GetWorker("probe");
     EXPECT_EQ(control.GetWorker(), nullptr);
-    EXPECT_EQ(LogCapture::Count(DLOG_WARN,
-                                "service['probe'] is NOT_LOADED. Can not get worker for it."),
-              1);
+    EXPECT_EQ(
+        LogCapture::Count(DLOG_WARN, "service['probe'] is NOT_LOADED. Can not get worker for it."),
+        1);
     control.Load();
     EXPECT_EQ(control.GetWorker(), factory.service.worker);
     control.Start();

@@ -212,8 +212,8 @@ TEST_F(ServiceManagerTest, StartServiceFailsForAServiceThatIsLoadedAlready) {
     ServiceControl control({.service_name = "a", .lib_path = "", .dependencies = {}});
     control.Load();
     ServiceManager::StartService(&control);
-    EXPECT_EQ(LogCapture::Count(
-                  DLOG_ERROR, "service['a'] invalid state load operation could not be executed"),
+    EXPECT_EQ(LogCapture::Count(DLOG_ERROR,
+                                "service['a'] invalid state load operation could not be executed"),
               1);
     EXPECT_EQ(LogCapture::Count(DLOG_ERROR, "failed to load a service"), 1);
     EXPECT_EQ(control.GetState(), State::LOADED);

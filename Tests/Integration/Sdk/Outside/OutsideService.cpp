@@ -36,8 +36,7 @@ protected:
         reply.payload["current"] = marrow::ser::Service::GetCurrent() == g_service;
         for (const marrow::ser::service_info_t& info : manager->GetServiceList()) {
             reply.payload["services"].append(info.service_name);
-            reply.payload["dependencies"] =
-                static_cast<Json::UInt64>(info.dependencies.size());
+            reply.payload["dependencies"] = static_cast<Json::UInt64>(info.dependencies.size());
             reply.payload["priority"] = info.priority;
         }
         PerformanceMonitor::Get().Stop("outside_OWN");
