@@ -16,6 +16,7 @@
 #include "IServiceManager.h"
 #include "Log.h"
 #include "ModuleAccessor.h"
+#include "StyledText.h"
 #include "Worker.h"
 
 namespace marrow::msg {
@@ -100,7 +101,7 @@ TCMessage MessageRouter::Route(const std::string& serviceName, bool /*blocking*/
         return {};
     }
     LOGI("Calling [%s] API with data :\n%s\n", serviceName.c_str(),
-         message.payload.toStyledString().c_str());
+         StyledText(message.payload).c_str());
     return service->CallAPI(message);
 }
 

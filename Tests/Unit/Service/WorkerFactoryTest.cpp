@@ -136,6 +136,18 @@ TEST(WorkerFactory, FindsAWorkerByItsNameAndNoneForAnother) {
     EXPECT_EQ(WorkerFactory::Get().FindWorker("Unknown"), nullptr);
 }
 
+// Names are unique in the list, so that this shows nowhere else.
+TEST(WorkerFactory, FindsTheLastOfSeveralEntriesOfOneName) {
+    std::list<Worker*>& workers = WorkerFactory::Get().*MemberOf(Workers());
+    Worker first("Duplicate");
+    Worker last("Duplicate");
+    workers.push_back(&first);
+    workers.push_back(&last);
+    EXPECT_EQ(WorkerFactory::Get().FindWorker("Duplicate"), &last);
+    workers.remove(&first);
+    workers.remove(&last);
+}
+
 TEST(WorkerFactory, FindsNobodyWhereThereAreNoWorkers) {
     if (!(WorkerFactory::Get().*MemberOf(Workers())).empty()) {
         GTEST_SKIP() << "another test of this process keeps a worker";
