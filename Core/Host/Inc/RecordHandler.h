@@ -19,5 +19,5 @@ struct record_t {
 class RecordHandler {
 public:
     virtual void handle(record_t record) = 0;
-    virtual ~RecordHandler() = default;
+    virtual ~RecordHandler();
 };

@@ -13,4 +13,5 @@ public:
     virtual bool HasValue(std::string key) = 0;
     /// The value for `key`. The registry asks for "ModuleClassName" alone.
     virtual std::string GetValue(std::string key) = 0;
+    ~IConfig() override;
 };

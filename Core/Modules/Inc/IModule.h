@@ -6,5 +6,5 @@ class IModule {
 public:
     /// Called once by each ModuleAccessor that creates or shares the module.
     virtual void Init() = 0;
-    virtual ~IModule() = default;
+    virtual ~IModule();
 };

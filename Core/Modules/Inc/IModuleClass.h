@@ -9,6 +9,7 @@ class IModule;
 /// object. It lives as long as the process and is never deleted through this interface.
 class IModuleClass {
 public:
+    IModuleClass();
     /// A new or a shared module; null where there can be none. The registry owns it.
     virtual IModule* Instance() const = 0;
     /// The name by which a configuration chooses this implementation.

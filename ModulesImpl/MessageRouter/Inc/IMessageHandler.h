@@ -14,6 +14,7 @@ public:
     virtual Quill::TCMessage OnMessage(const Quill::TCMessage& message, bool blocking) = 0;
     /// Publishes the message as a signal on the bus. There is nothing to report.
     virtual void SendNotification(Quill::TCMessage message) = 0;
+    ~IMessageHandler() override;
 };
 
 } // namespace marrow::msg

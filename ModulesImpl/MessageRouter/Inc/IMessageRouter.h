@@ -16,6 +16,7 @@ public:
     /// nothing answered. `blocking` is true for a method call and false for a signal.
     virtual Quill::TCMessage Route(const std::string& serviceName, bool blocking,
                                    const Quill::TCMessage& message) = 0;
+    ~IMessageRouter() override;
 };
 
 } // namespace marrow::msg

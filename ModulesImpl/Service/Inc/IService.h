@@ -14,7 +14,7 @@ public:
     virtual bool Stop() = 0;
     virtual bool IsStarted() = 0;
     virtual std::shared_ptr<Worker> GetWorker() = 0;
-    virtual ~IService() = default;
+    virtual ~IService();
 };
 
 } // namespace marrow::ser

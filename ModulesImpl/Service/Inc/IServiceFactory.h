@@ -19,6 +19,7 @@ public:
     virtual IServiceProxy* CreateIServiceProxy(IService* service) = 0;
     /// Unloads `service` and its proxy.
     virtual void DeleteIService(IService* service) = 0;
+    ~IServiceFactory() override;
 };
 
 } // namespace marrow::ser

@@ -11,5 +11,5 @@ public:
     virtual service_context_t* Load(marrow::ser::service_info_t info) = 0;
     /// Ends the service and frees the context, also where the service won't stop.
     virtual bool Unload(service_context_t* context) = 0;
-    virtual ~IServiceLoader() = default;
+    virtual ~IServiceLoader();
 };

@@ -12,7 +12,7 @@ public:
     virtual Quill::TCMessage CallAPI(const Quill::TCMessage& message) = 0;
     /// Publishes a notification of the service.
     virtual void SendNotification(const Quill::TCMessage& message) = 0;
-    virtual ~IServiceProxy() = default;
+    virtual ~IServiceProxy();
 };
 
 } // namespace marrow::ser

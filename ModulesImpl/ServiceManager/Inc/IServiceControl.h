@@ -39,7 +39,7 @@ public:
     /// Calls the service's API and waits for the answer. An empty payload means that the service
     /// isn't started, gave up, or had nothing to say.
     virtual Quill::TCMessage CallAPI(const Quill::TCMessage& message) = 0;
-    virtual ~IServiceControl() = default;
+    virtual ~IServiceControl();
 };
 
 } // namespace marrow::mgr

@@ -19,6 +19,7 @@ public:
     /// The service of that name, or null. It lives as long as the process. Of several services of
     /// one name it is the one that starts first.
     virtual IServiceControl* GetServiceByName(std::string name) = 0;
+    ~IServiceManager() override;
 };
 
 } // namespace marrow::mgr

@@ -228,9 +228,7 @@ TEST(ExportedSymbols, HoldTheVirtualTablesOfTheClasses) {
     EXPECT_THAT(Missing(Each({"vtable for "}, CLASSES)), IsEmpty());
 }
 
-// The compiler emits an abstract class's table only where something uses it, and it may find that
-// nothing does.
-TEST(ExportedSymbols, DISABLED_HoldTheVirtualTablesOfTheInterfaces) {
+TEST(ExportedSymbols, HoldTheVirtualTablesOfTheInterfaces) {
     EXPECT_THAT(Missing(Each({"vtable for "}, INTERFACES)), IsEmpty());
 }
 

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The virtual tables and the type information of this room's interfaces stand where these are
+// defined: in the executable, whose copies hosted libraries bind to.
+
+#include "IConfig.h"
+#include "IModuleClass.h"
+
+IModule::~IModule() = default;
+IModuleClass::IModuleClass() = default;
+IConfig::~IConfig() = default;

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The virtual tables and the type information of this room's interfaces stand where these are
+// defined: in the executable, whose copies hosted libraries bind to.
+
+#include "IServiceControl.h"
+#include "IServiceManager.h"
+
+namespace marrow::mgr {
+
+IServiceControl::~IServiceControl() = default;
+IServiceManager::~IServiceManager() = default;
+
+} // namespace marrow::mgr
