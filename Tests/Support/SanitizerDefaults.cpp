@@ -15,7 +15,9 @@ const char* __ubsan_default_options() {
 
 const char* __lsan_default_suppressions() {
     // The two loaders live until the process ends; the map that names them frees its nodes alone.
-    return "leak:ServiceLoader::Get\n";
+    // A declared service lives as long as the process too; tests make several managers.
+    return "leak:ServiceLoader::Get\n"
+           "leak:ServiceManager::LoadServiceManifest\n";
 }
 
 const char* __tsan_default_options() {

@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 #include <fstream>
+#include <memory>
 
 #include <json/json.h>
 
@@ -56,23 +57,27 @@ service_info_t ToServiceInfo(const std::string& name, const Json::Value& service
     return info;
 }
 
+struct CloseDirectory {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
 } // namespace
 
 void ServiceManager::LoadServiceManiests() {
     LOGI("loading configurations...");
-    DIR* const directory = opendir(SERVICE_MANIFEST_DIR_PATH.c_str());
+    const std::unique_ptr<DIR, CloseDirectory> directory(
+        opendir(SERVICE_MANIFEST_DIR_PATH.c_str()));
     if (directory == nullptr) {
         LOGE("error while opening manifest dir...");
         return;
     }
     dirent entry{};
-    while (ReadEntry(directory, entry)) {
+    while (ReadEntry(directory.get(), entry)) {
         const std::string name = entry.d_name;
         if (name.find(SERVICE_MANIFEST_POSTFIX) != std::string::npos) {
             LoadServiceManifest(SERVICE_MANIFEST_DIR_PATH + "/" + name);
         }
     }
-    closedir(directory);
     LOGI("configurations loaded");
 }
 

@@ -385,6 +385,9 @@ int BusConnection::SendSignal(const std::string& name, const std::string& subjec
 int BusConnection::Call(const std::string& destination, const std::string& subject,
                         const std::string& payload, std::shared_ptr<PendingReply> reply) {
     const Holder holder(*this);
+    if (m_callsAbandoned) {
+        return -ENOTCONN;
+    }
     sd_bus_message* raw = nullptr;
     int result =
         sd_bus_message_new_method_call(m_bus, &raw, destination.c_str(), WireText::OBJECT_PATH,

@@ -239,6 +239,7 @@ TEST(HandOverLimit, BeginsForEachCallerWhenItsTurnHasCome) {
     EXPECT_GE(second.took, milliseconds(19000));
     EXPECT_TRUE(first.Join());
     finish.Open();
+    ASSERT_TRUE(RunOn(WorkerOf(proxy))); // the second call is still to come, and looks at the gates
 }
 
 // A service that calls itself over the hand-over waits for the call lock until the caller outside

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <list>
 
 #include "Dlog.h"
 #include "FakeServices.h"
@@ -21,6 +22,12 @@ struct Records : RecordHandler {
     std::vector<std::string> tags;
     void handle(record_t record) override { tags.push_back(record.tag); }
 };
+
+// Handlers are never removed from the monitor, so that these live as long as the process.
+Records& NewRecords() {
+    static auto* const records = new std::list<Records>;
+    return records->emplace_back();
+}
 
 class ServiceManagerTest : public testing::Test {
 protected:
@@ -56,7 +63,7 @@ protected:
     }
 
     FakeFactory& factory = FakeFactory::Register();
-    Records& records = *new Records; // handlers are never removed
+    Records& records = NewRecords();
 };
 
 TEST_F(ServiceManagerTest, StartsByPriorityAloneTheHighestFirst) {
