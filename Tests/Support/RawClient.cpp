@@ -42,7 +42,7 @@ std::vector<std::string> ReadStrings(sd_bus_message* message) {
 // Takes over `message`.
 RawClient::Reply CallAndRead(sd_bus* bus, sd_bus_message* message, std::uint64_t limit) {
     RawClient::Reply reply;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{nullptr, nullptr, 0};
     sd_bus_message* answer = nullptr;
     const int result = sd_bus_call(bus, message, limit, &error, &answer);
     sd_bus_message_unref(message);

@@ -9,7 +9,6 @@
 using marrow::base::MutexLock;
 using marrow::ser::IService;
 using marrow::ser::IServiceProxy;
-using marrow::ser::LoadType;
 using marrow::ser::service_info_t;
 
 ModuleClass<ServiceFactory> ServiceFactory::CLASS("ServiceFactory");
