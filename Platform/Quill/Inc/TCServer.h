@@ -21,7 +21,7 @@ class Endpoint;
 /// takes its name and its subscriptions again, and says so in the log.
 ///
 /// Names: the bus name is the endpoint's name where that is a valid well-known name
-/// (D-Bus Specification, "Valid Names"); a name without a dot is owned as "quill." + name.
+/// (the D-Bus standard, "Valid Names"); a name without a dot is owned as "quill." + name.
 class TCServer {
 public:
     enum TCServerType : int {

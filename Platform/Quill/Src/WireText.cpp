@@ -24,7 +24,7 @@ bool IsMemberByte(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || IsDigit(c) || c == '_';
 }
 
-// D-Bus Specification, "Match Rules": inside apostrophes everything stands for itself; an
+// the D-Bus standard, "Match Rules": inside apostrophes everything stands for itself; an
 // apostrophe is written outside of them, behind a backslash.
 std::string Quoted(std::string_view value) {
     std::string quoted = "'";

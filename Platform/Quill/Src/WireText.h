@@ -18,7 +18,7 @@ inline constexpr const char* CALL_METHOD = "Call";
 inline constexpr std::size_t LARGEST_TEXT = 32UL * 1024 * 1024 - 8192;
 
 /// The well-known name under which an endpoint of this name is owned, or an empty string where no
-/// valid one comes out (D-Bus Specification, "Valid Names").
+/// valid one comes out (the D-Bus standard, "Valid Names").
 std::string BusName(std::string_view endpointName);
 
 /// A bus name's first element: "marrow" of "marrow.ser.server.MessageRouter".
