@@ -3,12 +3,13 @@
 // The process: a fixed order of calls, none of which is checked, and then the main loop for the
 // rest of its life. All class objects are registered before the first module is asked for, because
 // the registry has no lock and takes its candidates from these lists. The router comes before the
-// manager, so that it exists before any service can start. The services themselves start on a
-// worker of their own while this thread goes on. Nothing ends the loop: the process ends when it is
-// killed.
+// manager, so that it exists before any service can start, and the debug shell comes last. The
+// services themselves start on a worker of their own while this thread goes on. Nothing ends the
+// loop: the process ends when it is killed.
 
 #include <glib.h>
 
+#include "CommandManager.h"
 #include "HangBeacon.h"
 #include "MessageRouter.h"
 #include "ModuleAccessor.h"
@@ -44,6 +45,8 @@ int main() {
     ModuleAccessor<marrow::mgr::IServiceManager>::Get();
 
     PerformanceMonitor::Get().Stop(INIT_TAG);
+
+    marrow::dbg::CommandManager::Get();
 
     GMainLoop* const loop = g_main_loop_new(nullptr, 0);
     proc_stat_set_vip_process();

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ICommand.h"
+
+#include "DbusIPC.h"
+#include "Log.h"
+#include "Messenger.h"
+#include "StreamIPC.h"
+
+namespace marrow::dbg {
+
+ICommand::ICommand(const std::string& tag) : m_commandTag(tag) {}
+
+ICommand::~ICommand() = default;
+
+// The pipe comes ahead of D-Bus, and reading begins when both know the command.
+void ICommand::Register(ICommand* command) {
+    const std::string& tag = command->m_commandTag;
+    LOGD("Registering message handle object and member function: %s", tag.c_str());
+    StreamIPC::Get()->GetMessenger(tag)->Register(command);
+    DbusIPC::Get()->GetMessenger(tag)->Register(command);
+    StreamIPC::Get()->Start();
+}
+
+void ICommand::UnRegister(ICommand* command) {
+    std::string& tag = command->m_commandTag;
+    LOGD("Unregistering message handle object and member function: %s", tag.c_str());
+    StreamIPC::Get()->GetMessenger(tag)->Unregister(command);
+    StreamIPC::Get()->DeleteMessenger(tag);
+    DbusIPC::Get()->GetMessenger(tag)->Unregister(command);
+    DbusIPC::Get()->DeleteMessenger(tag);
+}
+
+} // namespace marrow::dbg
