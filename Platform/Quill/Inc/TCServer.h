@@ -76,15 +76,25 @@ public:
     bool SubscribeSignal(const char* sender, const char* signal, SignalCallback callback,
                          void* userData);
 
-    /// Ends all subscriptions of this sender and signal. A callback that is running goes on.
+    /// Asks for the signals of all names that begin with `prefix`, for tools that show what is
+    /// going on; `callback` isn't null. Otherwise as SubscribeSignal. It ends with the endpoint.
+    bool SubscribeSignals(const char* sender, const char* prefix, SignalCallback callback,
+                          void* userData);
+
+    /// Ends all subscriptions of this sender and signal that SubscribeSignal has made. A callback
+    /// that is running goes on.
     void UnSubscribeSignal(const char* sender, const char* signal);
 
     /// Sends a call to the endpoint named `destination`, by the naming rule above. With `wait` it
     /// blocks until the reply has come, at most 25 seconds, and fills `reply` where that isn't
     /// null; without, the answer goes to IfMessageReplied. Any thread, a callback's too.
     /// Returns 0, or a negative errno value: -EMSGSIZE for more than the bus takes, -ENOTCONN
-    /// without a bus, -ETIMEDOUT, -EREMOTEIO for an error reply, whose text goes to the log.
+    /// without a bus, -ETIMEDOUT, -EHOSTUNREACH where nobody has that name, -EACCES where the bus's
+    /// policy forbids it, -EREMOTEIO for any other error reply. The text of each goes to the log.
     int SendMessage(const char* destination, const TCMessage* message, bool wait, TCMessage* reply);
+
+    /// Asks the endpoint named `destination` for a sign of life. Returns as SendMessage does.
+    int Ping(const char* destination);
 
     /// Sends a signal from the endpoint named `server`, which is one of this process. Any thread.
     /// Returns 0, or a negative errno value: -ENOENT when there is no such endpoint, else as

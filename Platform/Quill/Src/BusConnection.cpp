@@ -12,8 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include <systemd/sd-bus.h>
-
+#include "BusRecords.h"
 #include "QuillLog.h"
 #include "WireText.h"
 
@@ -30,12 +29,6 @@ constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
 constexpr const char* BUS_NAME = "org.freedesktop.DBus";
 constexpr const char* BUS_PATH = "/org/freedesktop/DBus";
-
-// For messages that this file makes and drops under the lock.
-struct UnrefMessage {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using OwnMessage = std::unique_ptr<sd_bus_message, UnrefMessage>;
 
 std::uint64_t MonotonicMicroseconds() {
     timespec now{};
@@ -64,38 +57,6 @@ BusMessage::~BusMessage() {
         m_connection->Unref(m_message);
     }
 }
-
-// A signal subscription on this connection; sd-bus knows it by its address.
-struct BusConnection::Match {
-    BusConnection* connection;
-    std::shared_ptr<const Subscription> subscription;
-    sd_bus_slot* slot = nullptr;
-};
-
-// A call of ours that waits for its answer; sd-bus knows it by its address.
-struct BusConnection::OutgoingCall {
-    BusConnection* connection;
-    std::shared_ptr<PendingReply> reply; // null: the answer goes to the endpoint
-    sd_bus_slot* slot = nullptr;
-};
-
-// These run inside sd_bus_process, which only TakeOut calls, under the lock: the analysis can't see
-// that through sd-bus.
-struct BusConnection::Callbacks {
-    static int OnCall(sd_bus_message* message, void* self, sd_bus_error* error);
-    static int OnSignal(sd_bus_message* message, void* match, sd_bus_error* error);
-    static int OnReply(sd_bus_message* message, void* call, sd_bus_error* error);
-    static int OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_error* error);
-};
-
-// A reply, or an error reply where it names one, that somebody will write. It owns a reference to
-// the call, as `call` does, but is dropped under the lock.
-struct BusConnection::WaitingReply {
-    OwnMessage call;
-    const char* error = nullptr;
-    std::string text; // the subject, or the error's text
-    std::string payload;
-};
 
 // Holds m_mutex for a section that uses the bus: every one of them does it through this, so that no
 // reply stays behind.
@@ -214,7 +175,10 @@ int BusConnection::Subscribe(std::shared_ptr<const Subscription> subscription) {
     int result = 0;
     {
         const Holder holder(*this);
-        const std::string rule = WireText::SignalMatch(subscription->sender, subscription->signal);
+        const std::string rule =
+            subscription->isPrefix
+                ? WireText::AllSignalsMatch(subscription->sender)
+                : WireText::SignalMatch(subscription->sender, subscription->signal);
         Match& match = m_matches.emplace_back(Match{this, std::move(subscription)});
         result = sd_bus_add_match(m_bus, &match.slot, rule.c_str(), Callbacks::OnSignal, &match);
         if (result < 0) {
@@ -385,9 +349,6 @@ int BusConnection::SendSignal(const std::string& name, const std::string& subjec
 int BusConnection::Call(const std::string& destination, const std::string& subject,
                         const std::string& payload, std::shared_ptr<PendingReply> reply) {
     const Holder holder(*this);
-    if (m_callsAbandoned) {
-        return -ENOTCONN;
-    }
     sd_bus_message* raw = nullptr;
     int result =
         sd_bus_message_new_method_call(m_bus, &raw, destination.c_str(), WireText::OBJECT_PATH,
@@ -396,11 +357,25 @@ int BusConnection::Call(const std::string& destination, const std::string& subje
     if (result >= 0) {
         result = sd_bus_message_append(raw, "ss", subject.c_str(), payload.c_str());
     }
-    if (result < 0) {
-        return result;
+    return result < 0 ? result : SendCall(raw, {this, std::move(reply)});
+}
+
+int BusConnection::Ping(const std::string& destination, std::shared_ptr<PendingReply> reply) {
+    const Holder holder(*this);
+    sd_bus_message* raw = nullptr;
+    const int result =
+        sd_bus_message_new_method_call(m_bus, &raw, destination.c_str(), WireText::OBJECT_PATH,
+                                       "org.freedesktop.DBus.Peer", "Ping");
+    const OwnMessage message(raw);
+    return result < 0 ? result : SendCall(raw, {this, std::move(reply), false});
+}
+
+int BusConnection::SendCall(sd_bus_message* message, OutgoingCall record) {
+    if (m_callsAbandoned) {
+        return -ENOTCONN;
     }
-    OutgoingCall& call = m_calls.emplace_back(OutgoingCall{this, std::move(reply)});
-    result = sd_bus_call_async(m_bus, &call.slot, raw, Callbacks::OnReply, &call, 0);
+    OutgoingCall& call = m_calls.emplace_back(std::move(record));
+    const int result = sd_bus_call_async(m_bus, &call.slot, message, Callbacks::OnReply, &call, 0);
     if (result < 0) {
         m_calls.pop_back();
         return result;
@@ -437,104 +412,6 @@ void BusConnection::Close() {
         sd_bus_slot_unref(match.slot);
     }
     m_matches.clear();
-}
-
-Incoming BusConnection::MakeIncoming(Incoming::Kind kind, sd_bus_message* message) {
-    Incoming incoming;
-    incoming.kind = kind;
-    incoming.message = BusMessage(shared_from_this(), sd_bus_message_ref(message));
-    const char* sender = sd_bus_message_get_sender(message);
-    if (sender != nullptr) {
-        incoming.sender = m_senderNames.NameOf(sender);
-    }
-    return incoming;
-}
-
-int BusConnection::Callbacks::OnCall(sd_bus_message* message, void* self,
-                                     sd_bus_error* error) NO_THREAD_SAFETY_ANALYSIS {
-    auto* const connection = static_cast<BusConnection*>(self);
-    const char* subject = nullptr;
-    const char* payload = nullptr;
-    if (sd_bus_message_read(message, "ss", &subject, &payload) < 0) {
-        return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS,
-                                "the arguments are not two strings of valid UTF-8");
-    }
-    Incoming incoming = connection->MakeIncoming(Incoming::Kind::CALL, message);
-    incoming.subject = subject;
-    incoming.payload = payload;
-    connection->m_out->push_back(std::move(incoming));
-    return 1;
-}
-
-int BusConnection::Callbacks::OnSignal(sd_bus_message* message, void* match,
-                                       sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
-    const Match& matched = *static_cast<Match*>(match);
-    const char* name = nullptr;
-    const char* subject = nullptr;
-    const char* payload = nullptr;
-    if (sd_bus_message_rewind(message, 1) < 0 ||
-        sd_bus_message_read(message, "sss", &name, &subject, &payload) < 0) {
-        QUILL_LOGD("a signal %s from %s has other arguments than three strings: dropped",
-                   sd_bus_message_get_member(message), sd_bus_message_get_sender(message));
-        return 0;
-    }
-    Incoming incoming = matched.connection->MakeIncoming(Incoming::Kind::SIGNAL, message);
-    incoming.subject = subject;
-    incoming.payload = payload;
-    incoming.subscription = matched.subscription;
-    matched.connection->m_out->push_back(std::move(incoming));
-    return 0; // other subscriptions may match too
-}
-
-int BusConnection::Callbacks::OnReply(sd_bus_message* message, void* call,
-                                      sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
-    auto* const answered = static_cast<OutgoingCall*>(call);
-    BusConnection* const connection = answered->connection;
-    const char* subject = nullptr;
-    const char* payload = nullptr;
-    PendingReply::Result result;
-    if (const sd_bus_error* failure = sd_bus_message_get_error(message); failure != nullptr) {
-        const bool late = sd_bus_error_has_name(failure, SD_BUS_ERROR_NO_REPLY) > 0 ||
-                          sd_bus_error_has_name(failure, SD_BUS_ERROR_TIMEOUT) > 0;
-        result.error = late ? -ETIMEDOUT : -EREMOTEIO;
-        result.text = failure->name;
-        if (failure->message != nullptr) {
-            result.text += std::string(": ") + failure->message;
-        }
-    } else if (sd_bus_message_read(message, "ss", &subject, &payload) < 0) {
-        result.error = -EBADMSG;
-        result.text = "the reply isn't two strings";
-    }
-    if (answered->reply == nullptr) {
-        if (result.error == 0) {
-            Incoming incoming = connection->MakeIncoming(Incoming::Kind::REPLY, message);
-            incoming.subject = subject;
-            incoming.payload = payload;
-            connection->m_out->push_back(std::move(incoming));
-        } else {
-            QUILL_LOGW("a call that nobody waits for failed: %s", result.text.c_str());
-        }
-    } else {
-        if (result.error == 0) {
-            result.subject = subject;
-            result.payload = payload;
-        }
-        answered->reply->Complete(std::move(result));
-    }
-    sd_bus_slot_unref(answered->slot);
-    connection->m_calls.remove_if(
-        [answered](const OutgoingCall& entry) { return &entry == answered; });
-    return 1;
-}
-
-int BusConnection::Callbacks::OnNameOwnerChanged(
-    sd_bus_message* message, void* self, sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
-    const char* name = nullptr;
-    const char* newOwner = nullptr;
-    if (sd_bus_message_read(message, "sss", &name, nullptr, &newOwner) >= 0) {
-        static_cast<BusConnection*>(self)->m_senderNames.OwnerChanged(name, newOwner);
-    }
-    return 0;
 }
 
 } // namespace Quill

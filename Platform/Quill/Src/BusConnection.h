@@ -51,11 +51,12 @@ struct Incoming {
     std::string sender; ///< as callbacks get it
     const char* subject = "";
     std::string_view payload;
+    const char* signal = nullptr;                     ///< of a signal: its exact name
     std::shared_ptr<const Subscription> subscription; ///< of a signal
 };
 
-// One connection to the message bus: the seam around sd-bus, whose header only BusConnection.cpp
-// includes.
+// One connection to the message bus: the seam around sd-bus, whose header only BusRecords.h and the
+// sources behind it include.
 //
 // sd-bus isn't thread-safe at all, not even in taking a reference, so that every call into it
 // stands under m_mutex. Nothing else happens there: a message is taken out inside sd_bus_process,
@@ -107,6 +108,8 @@ public:
     /// `reply` gets the answer; where it is null the answer comes out of TakeOut.
     int Call(const std::string& destination, const std::string& subject, const std::string& payload,
              std::shared_ptr<PendingReply> reply);
+    /// Asks for a sign of life; returns as Call does.
+    int Ping(const std::string& destination, std::shared_ptr<PendingReply> reply);
 
     /// Lets no more calls out, and ends those that wait for an answer with an error; replies and
     /// signals still go.
@@ -137,6 +140,7 @@ private:
     bool HasReplies() EXCLUDES(m_repliesMutex);
     int WriteReply(const WaitingReply& reply) REQUIRES(m_mutex);
     int Send(sd_bus_message* message) REQUIRES(m_mutex);
+    int SendCall(sd_bus_message* message, OutgoingCall record) REQUIRES(m_mutex);
     void WakeForOutput() REQUIRES(m_mutex);
     void Unref(sd_bus_message* message) EXCLUDES(m_mutex);
 

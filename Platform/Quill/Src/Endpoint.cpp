@@ -161,7 +161,8 @@ void Endpoint::Unsubscribe(const std::string& sender, const std::string& signal)
     {
         const MutexLock lock(m_mutex);
         std::erase_if(m_subscriptions, [&](const std::shared_ptr<const Subscription>& entry) {
-            const bool matches = entry->sender == sender && entry->signal == signal;
+            const bool matches =
+                !entry->isPrefix && entry->sender == sender && entry->signal == signal;
             if (matches) {
                 entry->ended = true;
                 ended.push_back(entry);
@@ -213,6 +214,21 @@ int Endpoint::SendMessage(const char* destination, const TCMessage& message, boo
         *reply = std::move(received);
     }
     return 0;
+}
+
+int Endpoint::Ping(const char* destination) {
+    const std::string busName =
+        destination == nullptr ? std::string() : WireText::BusName(destination);
+    if (busName.empty()) {
+        return -EINVAL;
+    }
+    const std::shared_ptr<BusConnection> connection = Connection();
+    if (connection == nullptr) {
+        return -ENOTCONN;
+    }
+    const auto pending = std::make_shared<PendingReply>();
+    const int sent = connection->Ping(busName, pending);
+    return sent < 0 ? sent : WaitFor(*connection, *pending).error;
 }
 
 // The dispatching thread would wait for an answer that only it can take off the bus, so it goes on
@@ -429,7 +445,7 @@ void Endpoint::CallBack(const Incoming& incoming, TCMessage message) {
         callback.Server().IfMessageReplied(incoming.sender.c_str(), &message);
     } else {
         const Subscription& subscription = *incoming.subscription;
-        subscription.callback(incoming.sender.c_str(), subscription.signal.c_str(), &message,
+        subscription.callback(incoming.sender.c_str(), incoming.signal, &message,
                               subscription.userData);
     }
 }

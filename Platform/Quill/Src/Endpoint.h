@@ -38,6 +38,7 @@ public:
     bool Subscribe(std::shared_ptr<const Subscription> entry);
     void Unsubscribe(const std::string& sender, const std::string& signal);
     int SendMessage(const char* destination, const TCMessage& message, bool wait, TCMessage* reply);
+    int Ping(const char* destination);
     int SendSignal(const std::string& signal, const TCMessage& message);
 
     /// The endpoint of this process that bears this name and is open, or null.

@@ -54,7 +54,17 @@ bool TCServer::SubscribeSignal(const char* sender, const char* signal, SignalCal
         return false;
     }
     return m_endpoint->Subscribe(
-        std::make_shared<const Subscription>(OrEmpty(sender), signal, callback, userData));
+        std::make_shared<const Subscription>(OrEmpty(sender), signal, false, callback, userData));
+}
+
+bool TCServer::SubscribeSignals(const char* sender, const char* prefix, SignalCallback callback,
+                                void* userData) {
+    if (prefix == nullptr || callback == nullptr) {
+        QUILL_LOGE("a subscription to many signals needs a prefix and a callback");
+        return false;
+    }
+    return m_endpoint->Subscribe(
+        std::make_shared<const Subscription>(OrEmpty(sender), prefix, true, callback, userData));
 }
 
 void TCServer::UnSubscribeSignal(const char* sender, const char* signal) {
@@ -67,6 +77,10 @@ int TCServer::SendMessage(const char* destination, const TCMessage* message, boo
         return -EINVAL;
     }
     return m_endpoint->SendMessage(destination, *message, wait, reply);
+}
+
+int TCServer::Ping(const char* destination) {
+    return m_endpoint->Ping(destination);
 }
 
 int TCServer::SendSignal(const char* server, const char* signal, const TCMessage* message) {

@@ -180,9 +180,14 @@ std::string SignalMember(std::string_view signalName) {
 }
 
 std::string SignalMatch(std::string_view sender, std::string_view signalName) {
+    return AllSignalsMatch(sender) + ",member='" + SignalMember(signalName) +
+           "',arg0=" + Quoted(signalName);
+}
+
+std::string AllSignalsMatch(std::string_view sender) {
     std::string rule = "type='signal',interface='";
     rule += INTERFACE;
-    rule += "',member='" + SignalMember(signalName) + "',arg0=" + Quoted(signalName);
+    rule += '\'';
     if (!sender.empty()) {
         rule += ",sender=" + Quoted(sender);
     }

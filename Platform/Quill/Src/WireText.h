@@ -32,6 +32,9 @@ std::string SignalMember(std::string_view signalName);
 /// The match rule for a signal of this name, from `sender` or, where that is empty, from anybody.
 std::string SignalMatch(std::string_view sender, std::string_view signalName);
 
+/// The match rule for the signals of all endpoints, or of `sender` where it isn't empty.
+std::string AllSignalsMatch(std::string_view sender);
+
 /// `text` as the bus library takes it: bytes that are no UTF-8, code points that it refuses
 /// (NUL, surrogates, noncharacters) become U+FFFD.
 std::string ValidString(std::string text);

@@ -47,8 +47,11 @@ TEST(WireText, MatchesBySenderAndExactName) {
     EXPECT_EQ(WireText::SignalMatch("", "a.b"),
               "type='signal',interface='quill.Endpoint1',member='a_2eb',arg0='a.b'");
     EXPECT_EQ(WireText::SignalMatch("x.y", "it's"),
-              "type='signal',interface='quill.Endpoint1',member='it_27s',arg0='it'\\''s',"
-              "sender='x.y'");
+              "type='signal',interface='quill.Endpoint1',sender='x.y',member='it_27s',"
+              "arg0='it'\\''s'");
+    EXPECT_EQ(WireText::AllSignalsMatch(""), "type='signal',interface='quill.Endpoint1'");
+    EXPECT_EQ(WireText::AllSignalsMatch("x.y"),
+              "type='signal',interface='quill.Endpoint1',sender='x.y'");
 }
 
 // What sd-bus says to a string. It asks for a bus that has been started; nobody answers on this
