@@ -3,8 +3,8 @@
 // A service with an API and a notification. A call answers with the time; every second the service
 // notifies under the subject "clock":
 //
-//     hearthd-call clock
-//     hearthd-call --listen clock 3
+//     hearthctl call clock
+//     hearthctl monitor clock
 
 #include <condition_variable>
 #include <ctime>

@@ -2,7 +2,7 @@
 
 // The smallest service with an API. It answers {"text": "..."} with the same text and its length:
 //
-//     hearthd-call echo '{"text": "hello"}'
+//     hearthctl call echo '{"text": "hello"}'
 
 #include <hearthd/HostedLibrary.h>
 #include <hearthd/Service.h>

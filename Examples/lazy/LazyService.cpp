@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // A service that the daemon doesn't start by itself, and that has no API: its manifest says LAZY,
-// and its proxy is a NullServiceProxy. A call for it is answered with "Delivery failed".
+// and its proxy is a NullServiceProxy. A call for it is answered with "Delivery failed", also when
+// it runs:
+//
+//     hearthctl start lazy
+//     hearthctl call lazy
 
 #include <hearthd/Dlog.h>
 #include <hearthd/HostedLibrary.h>

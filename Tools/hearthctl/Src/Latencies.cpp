@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Latencies.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <utility>
+
+namespace hearthctl {
+
+namespace {
+
+constexpr std::array<std::pair<const char*, double>, 5> QUANTILES{
+    {{"min", 0.0}, {"p50", 0.5}, {"p90", 0.9}, {"p99", 0.99}, {"max", 1.0}}};
+
+double InSeconds(Latencies::Duration duration) {
+    return std::chrono::duration<double>(duration).count();
+}
+
+} // namespace
+
+void Latencies::Add(Duration latency, bool failed) {
+    m_latencies.push_back(latency);
+    m_failed += failed ? 1 : 0;
+}
+
+// The smallest latency that this share of the calls didn't exceed.
+double Latencies::Microseconds(double quantile) const {
+    const double rank = std::ceil(quantile * static_cast<double>(m_latencies.size()));
+    const auto index = static_cast<std::size_t>(std::max(rank - 1.0, 0.0));
+    return std::chrono::duration<double, std::micro>(m_latencies[index]).count();
+}
+
+void Latencies::PrintSummary(Duration total) {
+    std::sort(m_latencies.begin(), m_latencies.end());
+    std::printf("%d calls in %.3f s, %.0f a second, %d failed\n", Count(), InSeconds(total),
+                Count() / InSeconds(total), m_failed);
+    for (const auto& [name, quantile] : QUANTILES) {
+        std::printf("%s %10.1f us\n", name, Microseconds(quantile));
+    }
+}
+
+Json::Value Latencies::Summary(Duration total) {
+    std::sort(m_latencies.begin(), m_latencies.end());
+    Json::Value summary;
+    summary["calls"] = Count();
+    summary["failed"] = m_failed;
+    summary["seconds"] = InSeconds(total);
+    for (const auto& [name, quantile] : QUANTILES) {
+        summary["latency_us"][name] = Microseconds(quantile);
+    }
+    return summary;
+}
+
+} // namespace hearthctl

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <vector>
+
+#include <json/value.h>
+
+namespace hearthctl {
+
+/// How long the calls of one run have taken. One thread.
+class Latencies {
+public:
+    using Duration = std::chrono::steady_clock::duration;
+
+    void Add(Duration latency, bool failed);
+
+    int Count() const { return static_cast<int>(m_latencies.size()); }
+    int Failed() const { return m_failed; }
+
+    /// For at least one call, which have taken `total` one after the other.
+    void PrintSummary(Duration total);
+    Json::Value Summary(Duration total);
+
+private:
+    double Microseconds(double quantile) const;
+
+    std::vector<Duration> m_latencies; // sorted where a summary asks for quantiles
+    int m_failed = 0;
+};
+
+} // namespace hearthctl

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Output.h"
+
+#include <algorithm>
+#include <iostream>
+#include <unistd.h>
+
+#include <json/writer.h>
+
+namespace hearthctl {
+
+namespace {
+
+std::string WriteJson(const Json::Value& value, const char* indentation) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = indentation;
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
+
+// Columns on the screen, one for each code point.
+std::size_t Width(std::string_view text) {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
+        return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+    }));
+}
+
+} // namespace
+
+bool IsTerminal(int descriptor) {
+    return isatty(descriptor) == 1;
+}
+
+std::string CompactJson(const Json::Value& value) {
+    return WriteJson(value, "");
+}
+
+std::string IndentedJson(const Json::Value& value) {
+    return WriteJson(value, "  ");
+}
+
+std::string Printable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(),
+        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
+    return text;
+}
+
+std::vector<std::string> Lines(std::string_view text) {
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        lines.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
+void PrintTable(const Row& heading, const std::vector<Row>& rows) {
+    constexpr std::size_t GAP = 3;
+    std::size_t width = Width(heading.first);
+    for (const Row& row : rows) {
+        width = std::max(width, Width(row.first));
+    }
+    const auto print = [width](const Row& row) {
+        std::cout << row.first;
+        if (!row.second.empty()) {
+            std::cout << std::string(width - Width(row.first) + GAP, ' ') << row.second;
+        }
+        std::cout << '\n';
+    };
+    print(heading);
+    std::for_each(rows.begin(), rows.end(), print);
+}
+
+} // namespace hearthctl

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <json/value.h>
+
+namespace hearthctl {
+
+/// Whether the descriptor is a terminal: a person reads along there.
+bool IsTerminal(int descriptor);
+
+/// One line.
+std::string CompactJson(const Json::Value& value);
+/// Several lines, for a person. No newline at the end.
+std::string IndentedJson(const Json::Value& value);
+
+/// `text` with control characters as "?", so that what a peer sends stays on its line and leaves
+/// the terminal alone.
+std::string Printable(std::string text);
+
+/// The lines of a text, without their newlines.
+std::vector<std::string> Lines(std::string_view text);
+
+/// A name and a state. The colour is for a terminal.
+using Row = std::pair<std::string, std::string>;
+
+/// Prints two aligned columns under a heading.
+void PrintTable(const Row& heading, const std::vector<Row>& rows);
+
+} // namespace hearthctl

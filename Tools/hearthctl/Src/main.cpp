@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// hearthctl: what a person does with a running daemon, from a terminal or a script.
+
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "CallVerbs.h"
+#include "Client.h"
+#include "Failure.h"
+#include "MonitorVerb.h"
+#include "ShellVerbs.h"
+
+namespace {
+
+using hearthctl::ExitStatus;
+
+constexpr const char* FOOTER =
+    "Exit status: 0 done, 1 refused or failed, 2 usage, 3 no daemon or no bus.\n"
+    "DBUS_SYSTEM_BUS_ADDRESS names another bus than the system's.";
+constexpr const char* ARGUMENTS_HELP =
+    "A JSON object, @FILE to read it from a file, or - from standard input";
+
+// What the verbs are asked for.
+struct Arguments {
+    bool json = false;
+    std::string service;
+    hearthctl::CallOptions call;
+    double timeout = std::chrono::duration<double>(hearthctl::Client::LONGEST_WAIT).count();
+    std::vector<std::string> subjects;
+    int count = 0;
+};
+
+CLI::App* AddVerb(CLI::App& app, const std::string& name, const std::string& description) {
+    CLI::App* const verb = app.add_subcommand(name, description);
+    verb->fallthrough(); // --json may stand behind the verb
+    return verb;
+}
+
+void AddShellVerbs(CLI::App& app, Arguments& arguments) {
+    AddVerb(app, "list", "Lists the declared services");
+    AddVerb(app, "status", "Shows the states of all services, or of one")
+        ->add_option("SERVICE", arguments.service, "The one service");
+    const std::vector<std::pair<const char*, const char*>> changes{
+        {"load", "Opens a service's library"},
+        {"start", "Starts a service, and loads it first"},
+        {"stop", "Stops a service"},
+        {"unload", "Closes a service's library, and stops the service first"},
+    };
+    for (const auto& [name, description] : changes) {
+        AddVerb(app, name, description)
+            ->add_option("SERVICE", arguments.service, "The service's name")
+            ->required();
+    }
+}
+
+void AddClientVerbs(CLI::App& app, Arguments& arguments) {
+    CLI::App* const call = AddVerb(app, "call", "Calls a service and prints its reply");
+    call->add_option("SERVICE", arguments.call.service, "The service's name")->required();
+    call->add_option("JSON", arguments.call.arguments, ARGUMENTS_HELP);
+    call->add_option("--timeout", arguments.timeout, "Seconds to wait for a reply")
+        ->capture_default_str()
+        ->check(CLI::Range(0.001, arguments.timeout));
+    call->add_option("--repeat", arguments.call.repeat,
+                     "Calls that often, and shows how long it took instead of the replies")
+        ->check(CLI::Range(1, 1000000000));
+
+    CLI::App* const signal = AddVerb(app, "signal", "Sends to a service and expects no reply");
+    signal->add_option("SERVICE", arguments.call.service, "The service's name")->required();
+    signal->add_option("JSON", arguments.call.arguments, ARGUMENTS_HELP);
+
+    CLI::App* const monitor = AddVerb(app, "monitor", "Shows notifications as they come");
+    monitor->add_option("SUBJECT", arguments.subjects, "Only those of these subjects");
+    monitor->add_option("--count", arguments.count, "Ends after that many")
+        ->check(CLI::Range(1, 1000000000));
+}
+
+ExitStatus Run(const std::string& verb, Arguments& arguments) {
+    if (verb == "list") {
+        return hearthctl::List(arguments.json);
+    }
+    if (verb == "status") {
+        return hearthctl::Status(arguments.service, arguments.json);
+    }
+    if (verb == "call") {
+        arguments.call.json = arguments.json;
+        arguments.call.timeout = std::chrono::duration<double>(arguments.timeout);
+        return hearthctl::Call(arguments.call);
+    }
+    if (verb == "signal") {
+        return hearthctl::Signal(arguments.call.service, arguments.call.arguments);
+    }
+    if (verb == "monitor") {
+        return hearthctl::Monitor(arguments.subjects, arguments.count, arguments.json);
+    }
+    return hearthctl::ChangeState(verb, arguments.service, arguments.json);
+}
+
+} // namespace
+
+int main(int count, char** words) {
+    Arguments arguments;
+    CLI::App app("Lists, starts, stops and calls the services of a running hearthd.", "hearthctl");
+    app.set_version_flag("--version", std::string("hearthctl ") + HEARTHD_VERSION);
+    app.add_flag("--json", arguments.json, "Prints JSON");
+    app.require_subcommand(1);
+    app.footer(FOOTER);
+    AddShellVerbs(app, arguments);
+    AddClientVerbs(app, arguments);
+    try {
+        app.parse(count, words);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::USAGE);
+    }
+    const std::string verb = app.get_subcommands().front()->get_name();
+    // What the bus library has to say is for who asks for it; a monitor that loses the bus tells.
+    setenv("DLOG_LEVEL", verb == "monitor" ? "warn" : "off", 0);
+    try {
+        const ExitStatus status = Run(verb, arguments);
+        std::cout << std::flush;
+        if (!std::cout) {
+            throw hearthctl::Failure(ExitStatus::FAILED, "cannot write to standard output");
+        }
+        return static_cast<int>(status);
+    } catch (const hearthctl::Failure& failure) {
+        std::cerr << "hearthctl: " << failure.what() << '\n';
+        return static_cast<int>(failure.Status());
+    }
+}
