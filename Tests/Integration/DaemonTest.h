@@ -10,6 +10,7 @@
 inline constexpr const char* ROUTER = "marrow.ser.server.MessageRouter";
 inline constexpr const char* ROUTER_SIGNAL = "marrow_ser_server_MRSignal__";
 inline constexpr const char* DELIVERY_FAILED = R"({"return_error":"Delivery failed"})";
+inline constexpr const char* DEBUG_SHELL = "quill.debugshell_C";
 inline constexpr const char* AUTOSTART_DONE = "> ~Worker[Init]";
 
 /// A bus and a daemon; the daemon's log is shown when a test fails.

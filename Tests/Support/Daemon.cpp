@@ -9,6 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -47,6 +48,10 @@ Daemon::Daemon() {
     fs::create_directories(m_app + "/etc/manifests");
     fs::create_directory_symlink(installed + "/bin", m_app + "/bin");
     fs::create_directory_symlink(installed + "/lib", m_app + "/lib");
+    fs::create_directories(m_app + "/api");
+    if (mkfifo(Pipe().c_str(), 0600) != 0) {
+        throw std::runtime_error("mkfifo " + Pipe());
+    }
     std::ofstream(m_folder + "/log");
     std::ofstream(m_folder + "/output");
 }
@@ -61,16 +66,28 @@ void Daemon::AddManifest(const std::string& fileName, const std::string& text) {
 }
 
 void Daemon::AddService(const std::string& name, const Manifest& manifest) {
-    const std::string path = manifest.library.find('/') == std::string::npos
-                                 ? std::string(HEARTHD_TEST_SERVICES) + "/" + manifest.library
-                                 : manifest.library;
-    AddManifest(name + ".json", R"({")" + name + R"(":{"lib_path":")" + path + R"(","priority":)" +
-                                    std::to_string(manifest.priority) + R"(,"launch_type":)" +
-                                    std::to_string(manifest.launchType) + manifest.more + "}}");
+    AddServices({{name, manifest}});
+}
+
+void Daemon::AddServices(const std::map<std::string, Manifest>& services) {
+    std::string text;
+    for (const auto& [name, manifest] : services) {
+        const std::string path = manifest.library.find('/') == std::string::npos
+                                     ? std::string(HEARTHD_TEST_SERVICES) + "/" + manifest.library
+                                     : manifest.library;
+        text += (text.empty() ? "{" : ",") + ('"' + name) + R"(":{"lib_path":")" + path +
+                R"(","priority":)" + std::to_string(manifest.priority) + R"(,"launch_type":)" +
+                std::to_string(manifest.launchType) + manifest.more + "}";
+    }
+    AddManifest(services.begin()->first + ".json", text + "}");
 }
 
 void Daemon::RemoveManifestFolder() {
     fs::remove_all(m_app + "/etc");
+}
+
+void Daemon::RemovePipe() {
+    fs::remove(Pipe());
 }
 
 void Daemon::SetEnvironment(const std::string& name, const std::string& value) {

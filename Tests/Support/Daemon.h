@@ -27,7 +27,10 @@ public:
     // Before Start.
     void AddManifest(const std::string& fileName, const std::string& text);
     void AddService(const std::string& name, const Manifest& manifest);
+    /// In one file, in which they are read in alphabetical order; files come in no order at all.
+    void AddServices(const std::map<std::string, Manifest>& services);
     void RemoveManifestFolder();
+    void RemovePipe();
     void SetEnvironment(const std::string& name, const std::string& value);
 
     void Start(const std::vector<std::string>& arguments = {});
@@ -44,6 +47,8 @@ public:
     bool WaitForOutput(const std::string& text, int count = 1) const;
 
     pid_t Pid() const { return m_pid; }
+    /// The debug shell's pipe, as it is seen outside of the daemon's view.
+    std::string Pipe() const { return m_app + "/api/control"; }
 
 private:
     std::string m_folder;

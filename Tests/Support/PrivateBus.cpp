@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <stdexcept>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,32 +18,47 @@ namespace {
 
 constexpr int START_LIMIT_MS = 20000;
 
-// Everybody may do everything: policies are tested elsewhere.
-void WriteConfiguration(const std::string& path, const std::string& address) {
-    std::ofstream(path) << "<!DOCTYPE busconfig PUBLIC"
-                           " \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\""
-                           " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-                           "<busconfig><type>system</type><listen>"
-                        << address
-                        << "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-                           "<allow user=\"*\"/><allow own=\"*\"/>"
-                           "<allow send_type=\"method_call\"/><allow send_type=\"signal\"/>"
-                           "<allow send_requested_reply=\"true\"/><allow receive_sender=\"*\"/>"
-                           "</policy></busconfig>\n";
-}
+constexpr const char* EVERYTHING =
+    R"(<policy context="default"><allow user="*"/><allow own="*"/>
+<allow send_type="method_call"/><allow send_type="signal"/>
+<allow send_requested_reply="true"/><allow receive_sender="*"/></policy>)";
+
+// What a system's bus allows before any service's policy comes to it.
+constexpr const char* OF_THE_SYSTEM =
+    R"(<policy context="default"><allow user="*"/><deny own="*"/>
+<deny send_type="method_call"/><allow send_type="signal"/>
+<allow send_requested_reply="true" send_type="method_return"/>
+<allow send_requested_reply="true" send_type="error"/>
+<allow receive_type="method_call"/><allow receive_type="method_return"/>
+<allow receive_type="error"/><allow receive_type="signal"/>
+<allow send_destination="org.freedesktop.DBus"/></policy>)";
 
 } // namespace
 
 PrivateBus::PrivateBus() {
+    Configure(EVERYTHING);
+    Start();
+}
+
+PrivateBus::PrivateBus(const std::string& policyFile) {
+    Configure(std::string(OF_THE_SYSTEM) + "<include>" + policyFile + "</include>");
+    chmod(m_folder.c_str(), 0755);
+    Start();
+}
+
+void PrivateBus::Configure(const std::string& policy) {
     std::string folder = (std::filesystem::temp_directory_path() / "hearthd-bus-XXXXXX").string();
     if (mkdtemp(folder.data()) == nullptr) {
         throw std::runtime_error("mkdtemp " + folder);
     }
     m_folder = folder;
     m_address = "unix:path=" + m_folder + "/socket";
-    WriteConfiguration(m_folder + "/bus.conf", m_address);
+    std::ofstream(m_folder + "/bus.conf")
+        << R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig><type>system</type><auth>EXTERNAL</auth><listen>)"
+        << m_address << "</listen>" << policy << "</busconfig>\n";
     setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
-    Start();
 }
 
 PrivateBus::~PrivateBus() {

@@ -8,7 +8,11 @@
 /// DBUS_SYSTEM_BUS_ADDRESS names it. One at a time.
 class PrivateBus {
 public:
+    /// Everybody may do everything.
     PrivateBus();
+    /// Every user may connect, and the policy in this file says what they may do; what it doesn't
+    /// speak of is forbidden as on a system's bus.
+    explicit PrivateBus(const std::string& policyFile);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
@@ -22,6 +26,8 @@ public:
     const std::string& Folder() const { return m_folder; }
 
 private:
+    void Configure(const std::string& policy);
+
     std::string m_folder;
     std::string m_address;
     pid_t m_pid = -1;
