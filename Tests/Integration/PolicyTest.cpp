@@ -16,8 +16,8 @@
 namespace {
 
 constexpr const char* ACCESS_DENIED = "org.freedesktop.DBus.Error.AccessDenied";
-constexpr const char* LIST =
-    R"({"org.norvane.services.debugshell.command.tag":"service-command","function":"list-services"})";
+constexpr const char* LIST = R"({"org.norvane.services.debugshell.command.tag":"service-command",)"
+                             R"("function":"list-services"})";
 constexpr unsigned NOBODY = 65534;
 
 enum Outcome { TRUE, FALSE, NO_OTHER_USER, EXCEPTION };

@@ -8,6 +8,8 @@
 
 namespace marrow::dbg {
 
+// Who derives from it is compiled against this signature.
+// NOLINTNEXTLINE(modernize-pass-by-value)
 ICommand::ICommand(const std::string& tag) : m_commandTag(tag) {}
 
 ICommand::~ICommand() = default;

@@ -10,6 +10,8 @@ namespace marrow::dbg {
 using base::MutexLock;
 using Quill::TCMessage;
 
+// Channels are compiled against this signature.
+// NOLINTNEXTLINE(modernize-pass-by-value)
 Messenger::Messenger(const std::string& tag, IIPC* ipc)
     : m_tag(tag), m_ipc(ipc), m_handler(nullptr) {}
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
+#include <iomanip>
 #include <iostream>
 #include <utility>
 
@@ -35,10 +35,12 @@ double Latencies::Microseconds(double quantile) const {
 
 void Latencies::PrintSummary(Duration total) {
     std::sort(m_latencies.begin(), m_latencies.end());
-    std::printf("%d calls in %.3f s, %.0f a second, %d failed\n", Count(), InSeconds(total),
-                Count() / InSeconds(total), m_failed);
+    std::cout << std::fixed << Count() << " calls in " << std::setprecision(3) << InSeconds(total)
+              << " s, " << std::setprecision(0) << Count() / InSeconds(total) << " a second, "
+              << m_failed << " failed\n";
     for (const auto& [name, quantile] : QUANTILES) {
-        std::printf("%s %10.1f us\n", name, Microseconds(quantile));
+        std::cout << name << ' ' << std::setw(10) << std::setprecision(1) << Microseconds(quantile)
+                  << " us\n";
     }
 }
 

@@ -2,14 +2,12 @@
 #include "MonitorVerb.h"
 
 #include <array>
-#include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <iostream>
-#include <pthread.h>
+#include <unistd.h>
 
 #include "Client.h"
 #include "Output.h"
@@ -18,11 +16,11 @@ namespace hearthctl {
 
 namespace {
 
-// The callback runs on the one dispatching thread, which the main thread waits for through signals.
+// The callback's, on the one dispatching thread. The main thread waits for a signal, from outside
+// or from the callback; it is blocked in every thread, so that none is interrupted by it.
 struct Output {
     const bool json;
     const int count; // 0: without end
-    const pthread_t main;
     int printed = 0;
 };
 
@@ -60,7 +58,7 @@ void OnNotification(const char* /*sender*/, const char* /*signal*/, Quill::TCMes
                   << CompactJson(message->payload) << std::endl;
     }
     if (++output.printed == output.count) {
-        pthread_kill(output.main, SIGTERM);
+        kill(getpid(), SIGTERM);
     }
 }
 
@@ -73,7 +71,7 @@ ExitStatus Monitor(const std::vector<std::string>& subjects, int count, bool jso
     sigaddset(&ending, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &ending, nullptr);
 
-    Output output{json, count, pthread_self()};
+    Output output{json, count};
     Client client;
     client.RequireDaemon();
     const std::string everything = Client::ROUTER_SIGNAL;

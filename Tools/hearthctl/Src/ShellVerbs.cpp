@@ -69,6 +69,7 @@ ExitStatus List(bool json) {
         std::cout << answer;
     } else {
         std::vector<Row> rows;
+        rows.reserve(names.size());
         for (const std::string& name : names) {
             rows.emplace_back(Printable(name), "");
         }

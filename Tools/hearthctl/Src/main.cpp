@@ -100,9 +100,8 @@ ExitStatus Run(const std::string& verb, Arguments& arguments) {
     return hearthctl::ChangeState(verb, arguments.service, arguments.json);
 }
 
-} // namespace
-
-int main(int count, char** words) {
+// Throws a Failure, or what a library throws.
+int RunProgram(int count, char** words) {
     Arguments arguments;
     CLI::App app("Lists, starts, stops and calls the services of a running hearthd.", "hearthctl");
     app.set_version_flag("--version", std::string("hearthctl ") + HEARTHD_VERSION);
@@ -119,15 +118,24 @@ int main(int count, char** words) {
     const std::string verb = app.get_subcommands().front()->get_name();
     // What the bus library has to say is for who asks for it; a monitor that loses the bus tells.
     setenv("DLOG_LEVEL", verb == "monitor" ? "warn" : "off", 0);
+    const ExitStatus status = Run(verb, arguments);
+    std::cout << std::flush;
+    if (!std::cout) {
+        throw hearthctl::Failure(ExitStatus::FAILED, "cannot write to standard output");
+    }
+    return static_cast<int>(status);
+}
+
+} // namespace
+
+int main(int count, char** words) {
     try {
-        const ExitStatus status = Run(verb, arguments);
-        std::cout << std::flush;
-        if (!std::cout) {
-            throw hearthctl::Failure(ExitStatus::FAILED, "cannot write to standard output");
-        }
-        return static_cast<int>(status);
+        return RunProgram(count, words);
     } catch (const hearthctl::Failure& failure) {
         std::cerr << "hearthctl: " << failure.what() << '\n';
         return static_cast<int>(failure.Status());
+    } catch (const std::exception& exception) {
+        std::cerr << "hearthctl: " << exception.what() << '\n';
+        return static_cast<int>(ExitStatus::FAILED);
     }
 }
