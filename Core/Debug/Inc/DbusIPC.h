@@ -35,9 +35,9 @@ public:
     /// Enters the tag in the caller's message too. Blocks until the peer has answered.
     Quill::TCMessage SendSyncMessage(std::string& tag, Quill::TCMessage& message) override;
 
-    /// Returns 0, and leaves `reply` as it is, for a message whose tag is missing or unknown. A tag
-    /// that is an array or an object makes jsoncpp throw, which ends the process: this channel is
-    /// root's alone.
+    /// Returns 0, and leaves `reply` as it is, for a message whose tag is missing or unknown. Where
+    /// the tag, or what a command reads as text, is an array or an object, jsoncpp throws and the
+    /// process ends: this channel is root's alone.
     int IfMessageReceived(const char* sender, const Quill::TCMessage* message,
                           Quill::TCMessage* reply, const char* signal) override;
 

@@ -24,8 +24,8 @@ namespace marrow::dbg {
 /// quoting. A line becomes a message with the keys "command", "function" and "service". The daemon
 /// doesn't make the FIFO.
 ///
-/// Start, Stop and the messengers may be used on any thread; everything else happens on the worker
-/// "Reader".
+/// Start and Stop may be called on any thread, GetMessenger too; everything else happens on the
+/// worker "Reader". A messenger must not be deleted while a line for its tag may come in.
 class StreamIPC : public IIPC {
 public:
     static const char* FIFO_PATH;
@@ -36,7 +36,9 @@ public:
 
     StreamIPC();
     /// Stops the reading and waits until the reader has seen that, which takes another writer's
-    /// visit where it is waiting for one.
+    /// visit where it is waiting for one. For a channel that was started once and is stopped here
+    /// for the first time: it waits for ever for one that never ran, and not at all for one that
+    /// was started again.
     ~StreamIPC() override;
 
     /// Sets the reader going, unless it is. After a FIFO that couldn't be opened it never is again.

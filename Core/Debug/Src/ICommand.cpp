@@ -26,10 +26,12 @@ void ICommand::Register(ICommand* command) {
 void ICommand::UnRegister(ICommand* command) {
     std::string& tag = command->m_commandTag;
     LOGD("Unregistering message handle object and member function: %s", tag.c_str());
-    StreamIPC::Get()->GetMessenger(tag)->Unregister(command);
-    StreamIPC::Get()->DeleteMessenger(tag);
-    DbusIPC::Get()->GetMessenger(tag)->Unregister(command);
-    DbusIPC::Get()->DeleteMessenger(tag);
+    StreamIPC* const stream = StreamIPC::Get();
+    stream->GetMessenger(tag)->Unregister(command);
+    stream->DeleteMessenger(tag);
+    DbusIPC* const dbus = DbusIPC::Get();
+    dbus->GetMessenger(tag)->Unregister(command);
+    dbus->DeleteMessenger(tag);
 }
 
 } // namespace marrow::dbg

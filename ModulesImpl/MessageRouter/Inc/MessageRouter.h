@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "APIWatchdog.h"
 #include "DoubleModuleClass.h"
 #include "IMessageHandler.h"
 #include "IMessageRouter.h"
@@ -18,6 +19,8 @@ namespace marrow::msg {
 /// Threads: the bus's dispatching thread asks where each message is to be handled, and handles
 /// those that go to no worker; a service's worker handles the messages for that service, so that
 /// its API runs on its own thread with no further hop; any thread may send notifications.
+///
+/// A process that crashes is looked up there, on the watchdog's worker.
 ///
 /// m_pending names every message that has been accepted and hasn't finished, with its sender. Its
 /// lock is held for the table alone, never across a call, so that the table can be read while a
@@ -42,10 +45,15 @@ public:
     void SendNotification(Quill::TCMessage message) override;
     void Init() override;
 
+    /// Called with the id of a process that has crashed: where one of its calls is in delivery
+    /// here, every thread dumps its stack. The calls are left alone.
+    void WatchdogCheckCb(std::string pid);
+
 private:
     base::Mutex m_pendingMutex;
     // The keys stay valid: a message lives until IfMessageReceived has returned.
     std::map<const Quill::TCMessage*, std::string> m_pending GUARDED_BY(m_pendingMutex);
+    APIWatchdog m_watchdog;
 };
 
 } // namespace marrow::msg

@@ -12,6 +12,8 @@
 
 #include "MessageRouter.h"
 
+#include <regex>
+
 #include "IServiceControl.h"
 #include "IServiceManager.h"
 #include "Log.h"
@@ -28,6 +30,7 @@ using Quill::TCMessage;
 
 namespace {
 
+const char* const CLIENT_NAME_PATTERN = R"(marrow.ser.client.PID_(\d+))";
 const char* const ROUTER_SIGNAL = "marrow_ser_server_MRSignal__";
 const char* const ERROR_KEY = "return_error";
 const char* const DELIVERY_FAILED = "Delivery failed";
@@ -41,7 +44,9 @@ IServiceControl* FindService(const std::string& name) {
 const char* MessageRouter::DBUS_PRIVATE_NAME = "marrow.ser.server.MessageRouter";
 DoubleModuleClass MessageRouter::CLASS("NonBlocking_MessageRouter");
 
-MessageRouter::MessageRouter() : TCServer(DBUS_PRIVATE_NAME, SERVER) {
+MessageRouter::MessageRouter()
+    : TCServer(DBUS_PRIVATE_NAME, SERVER),
+      m_watchdog([this](std::string pid) { WatchdogCheckCb(std::move(pid)); }) {
     CreateDBusServer();
     SubscribeSignal(nullptr, ROUTER_SIGNAL, nullptr, nullptr);
 }
@@ -111,5 +116,27 @@ void MessageRouter::SendNotification(TCMessage message) {
 }
 
 void MessageRouter::Init() {}
+
+// The lock is held through PrintInfo, which only sends signals: what is printed is what was pending
+// when the threads were asked. The dots of the pattern match any byte.
+void MessageRouter::WatchdogCheckCb(std::string pid) {
+    LOGI("Watchdog callback executed for %s", pid.c_str());
+    const std::regex client(CLIENT_NAME_PATTERN);
+    bool callerCrashed = false;
+    const MutexLock lock(m_pendingMutex);
+    for (const auto& [message, sender] : m_pending) {
+        LOGI("Pending messge: from %s to %s", sender.c_str(), message->subject.c_str());
+        std::smatch match;
+        if (!std::regex_match(sender, match, client)) {
+            LOGW("Message from unknown sender: %s", sender.c_str());
+        } else if (match[1] == pid) {
+            callerCrashed = true;
+        }
+    }
+    if (callerCrashed) {
+        LOGW("API caller crashed");
+        m_watchdog.PrintInfo();
+    }
+}
 
 } // namespace marrow::msg

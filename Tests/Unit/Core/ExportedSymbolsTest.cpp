@@ -185,6 +185,70 @@ TEST(ExportedSymbols, HoldTheOperationsOfTheModules) {
                 IsEmpty());
 }
 
+TEST(ExportedSymbols, HoldEveryOperationOfTheDebugShellsCommands) {
+    EXPECT_THAT(Missing(Each({"marrow::dbg::"},
+                             {
+                                 "ICommand::ICommand(std::string const&)",
+                                 "ICommand::~ICommand()",
+                                 "ICommand::Register(marrow::dbg::ICommand*)",
+                                 "ICommand::UnRegister(marrow::dbg::ICommand*)",
+                                 "Messenger::Messenger(std::string const&, marrow::dbg::IIPC*)",
+                                 "Messenger::Register(marrow::dbg::ICommand*)",
+                                 "Messenger::Unregister(marrow::dbg::ICommand*)",
+                                 "Messenger::SendSyncMessage(Quill::TCMessage&)",
+                                 "Messenger::HandleMessage(Quill::TCMessage&)",
+                                 "CommandManager::Get()",
+                                 "CommandManager::~CommandManager()",
+                                 "CommandManager::m_instance",
+                                 "CommandManager::m_instanceMutex",
+                                 "ServiceCommand::ServiceCommand()",
+                                 "ServiceCommand::~ServiceCommand()",
+                                 "ServiceCommand::OnMessage(Quill::TCMessage&)",
+                             })),
+                IsEmpty());
+    EXPECT_THAT(Missing({
+                    "marrow::dbg::ServiceCommand::serviceStateTostring[abi:cxx11]"
+                    "(marrow::mgr::IServiceControl::ServiceState)",
+                    "marrow::dbg::ServiceCommand::changeStatus("
+                    "std::__cxx11::basic_ostringstream<char, std::char_traits<char>, "
+                    "std::allocator<char> >&, "
+                    "std::string const&, marrow::dbg::ServiceCommand::ServiceState)",
+                }),
+                IsEmpty());
+}
+
+TEST(ExportedSymbols, HoldEveryOperationOfTheDebugShellsChannels) {
+    EXPECT_THAT(Missing(Each({"marrow::dbg::DbusIPC::", "marrow::dbg::StreamIPC::"},
+                             {
+                                 "Get()",
+                                 "m_instance",
+                                 "m_instanceMutex",
+                                 "DeleteMessenger(std::string&)",
+                                 "GetMessenger(std::string const&)",
+                                 "SendSyncMessage(std::string&, Quill::TCMessage&)",
+                             })),
+                IsEmpty());
+    EXPECT_THAT(Missing(Each({"marrow::dbg::"},
+                             {
+                                 "DbusIPC::DbusIPC()",
+                                 "DbusIPC::~DbusIPC()",
+                                 "DbusIPC::DBUS_SERVER_NAME",
+                                 "DbusIPC::DBUS_DESTINATION_NAME",
+                                 "DbusIPC::COMMAND_TAG",
+                                 "DbusIPC::IfMessageReceived(char const*, Quill::TCMessage const*, "
+                                 "Quill::TCMessage*, char const*)",
+                                 "StreamIPC::StreamIPC()",
+                                 "StreamIPC::~StreamIPC()",
+                                 "StreamIPC::FIFO_PATH",
+                                 "StreamIPC::Start()",
+                                 "StreamIPC::Stop()",
+                                 "StreamIPC::ReadFromPipe()",
+                                 "StreamIPC::DivideIntoLines(std::string)",
+                                 "StreamIPC::ParseInput(std::string&)",
+                             })),
+                IsEmpty());
+}
+
 const std::vector<std::string> INTERFACES = {
     "IModule",
     "IModuleClass",
@@ -198,6 +262,8 @@ const std::vector<std::string> INTERFACES = {
     "marrow::ser::IServiceProxy",
     "marrow::msg::IMessageHandler",
     "marrow::msg::IMessageRouter",
+    "marrow::dbg::ICommand",
+    "marrow::dbg::IIPC",
 };
 
 const std::vector<std::string> CLASSES = {
@@ -217,6 +283,9 @@ const std::vector<std::string> CLASSES = {
     "marrow::ser::Job",
     "marrow::msg::MessageRouter",
     "marrow::msg::DoubleModuleClass",
+    "marrow::dbg::ServiceCommand",
+    "marrow::dbg::DbusIPC",
+    "marrow::dbg::StreamIPC",
 };
 
 TEST(ExportedSymbols, HoldTheTypeInformationOfInterfacesAndClasses) {

@@ -148,4 +148,39 @@ TEST(FieldOrder, OfMessageRouter) {
     }
 }
 
+TEST(FieldOrder, OfTheDebugShellsCommands) {
+    EXPECT_EQ(Layouts().Bases("marrow::dbg::ICommand"), Names{});
+    EXPECT_EQ(FieldsOf("marrow::dbg::ICommand"), Names{"std::basic_string<char> m_commandTag"});
+    EXPECT_EQ(Layouts().Bases("marrow::dbg::ServiceCommand"), Names{"marrow::dbg::ICommand"});
+    EXPECT_EQ(FieldsOf("marrow::dbg::ServiceCommand"), Names{});
+    EXPECT_EQ(Layouts().Bases("marrow::dbg::CommandManager"), Names{});
+    EXPECT_EQ(Layouts().VirtualTables("marrow::dbg::CommandManager"), LayoutDump::Tables{});
+    EXPECT_EQ(FieldsOf("marrow::dbg::CommandManager"),
+              (Names{"std::unique_ptr<marrow::dbg::ServiceCommand> m_serviceCommand",
+                     "std::map<std::basic_string<char>, marrow::dbg::ICommand*> m_commands"}));
+}
+
+TEST(FieldOrder, OfTheDebugShellsChannels) {
+    const std::string messengers =
+        "std::map<std::basic_string<char>, marrow::dbg::Messenger*> m_messengers";
+    EXPECT_EQ(Layouts().Bases("marrow::dbg::IIPC"), Names{});
+    EXPECT_EQ(FieldsOf("marrow::dbg::IIPC"), Names{});
+    EXPECT_EQ(Layouts().Bases("marrow::dbg::DbusIPC"),
+              (Names{"marrow::dbg::IIPC", "Quill::TCServer"}));
+    EXPECT_EQ(FieldsOf("marrow::dbg::DbusIPC"), Names{messengers});
+    EXPECT_EQ(Layouts().Bases("marrow::dbg::StreamIPC"), Names{"marrow::dbg::IIPC"});
+    EXPECT_EQ(FieldsOf("marrow::dbg::StreamIPC"),
+              (Names{messengers, "std::shared_ptr<marrow::ser::Worker> m_worker", "int m_pipeFd",
+                     "std::atomic<bool> m_stopped", "marrow::base::AnyThreadMutex m_readerMutex",
+                     "std::mutex m_messengersMutex"}));
+}
+
+TEST(FieldOrder, OfTheDebugShellsMessenger) {
+    EXPECT_EQ(Layouts().Bases("marrow::dbg::Messenger"), Names{});
+    EXPECT_EQ(Layouts().VirtualTables("marrow::dbg::Messenger"), LayoutDump::Tables{});
+    EXPECT_EQ(FieldsOf("marrow::dbg::Messenger"),
+              (Names{"std::basic_string<char> m_tag", "marrow::dbg::IIPC* m_ipc",
+                     "marrow::dbg::ICommand* m_handler", "std::mutex m_mutex"}));
+}
+
 } // namespace

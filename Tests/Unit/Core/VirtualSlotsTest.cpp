@@ -199,4 +199,42 @@ TEST(VirtualSlots, OfServerAndRouterStandInTheirOrder) {
                "marrow::msg::MessageRouter::Init"}));
 }
 
+TEST(VirtualSlots, OfTheDebugShellsCommandsStandInTheirOrder) {
+    EXPECT_EQ(SlotsOf("marrow::dbg::ICommand"),
+              (Slots{"marrow::dbg::ICommand::~ICommand [complete]",
+                     "marrow::dbg::ICommand::~ICommand [deleting]",
+                     "marrow::dbg::ICommand::OnMessage [pure]"}));
+    EXPECT_EQ(SlotsOf("marrow::dbg::ServiceCommand"),
+              (Slots{"marrow::dbg::ServiceCommand::~ServiceCommand [complete]",
+                     "marrow::dbg::ServiceCommand::~ServiceCommand [deleting]",
+                     "marrow::dbg::ServiceCommand::OnMessage"}));
+}
+
+TEST(VirtualSlots, OfTheDebugShellsChannelsStandInTheirOrder) {
+    EXPECT_EQ(SlotsOf("marrow::dbg::IIPC"),
+              (Slots{"marrow::dbg::IIPC::~IIPC [complete]", "marrow::dbg::IIPC::~IIPC [deleting]",
+                     "marrow::dbg::IIPC::DeleteMessenger [pure]",
+                     "marrow::dbg::IIPC::GetMessenger [pure]",
+                     "marrow::dbg::IIPC::SendSyncMessage [pure]"}));
+    EXPECT_EQ(
+        SlotsOf("marrow::dbg::StreamIPC"),
+        (Slots{"marrow::dbg::StreamIPC::~StreamIPC [complete]",
+               "marrow::dbg::StreamIPC::~StreamIPC [deleting]",
+               "marrow::dbg::StreamIPC::DeleteMessenger", "marrow::dbg::StreamIPC::GetMessenger",
+               "marrow::dbg::StreamIPC::SendSyncMessage"}));
+    const LayoutDump::Tables tables = Layouts().VirtualTables("marrow::dbg::DbusIPC");
+    ASSERT_EQ(tables.size(), 2U);
+    EXPECT_EQ(
+        tables[0],
+        (Slots{"marrow::dbg::DbusIPC::~DbusIPC [complete]",
+               "marrow::dbg::DbusIPC::~DbusIPC [deleting]", "marrow::dbg::DbusIPC::DeleteMessenger",
+               "marrow::dbg::DbusIPC::GetMessenger", "marrow::dbg::DbusIPC::SendSyncMessage",
+               "marrow::dbg::DbusIPC::IfMessageReceived"}));
+    EXPECT_EQ(
+        tables[1],
+        (Slots{"marrow::dbg::DbusIPC::~DbusIPC [complete]",
+               "marrow::dbg::DbusIPC::~DbusIPC [deleting]", "Quill::TCServer::IfTransferMessage",
+               "marrow::dbg::DbusIPC::IfMessageReceived", "Quill::TCServer::IfMessageReplied"}));
+}
+
 } // namespace

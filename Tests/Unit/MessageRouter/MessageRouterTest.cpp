@@ -7,6 +7,7 @@
 #include "Dlog.h"
 #include "IServiceControl.h"
 #include "IServiceManager.h"
+#include "KeptWorker.h"
 #include "LogCapture.h"
 #include "MessageRouter.h"
 #include "ModuleAccessor.h"
@@ -87,6 +88,7 @@ protected:
 
     PrivateBus bus;
     FakeControl control;
+    const bool isKept = (KeepWorker("APIWatchdog"), true);
     MessageRouter router;
     TCMessage message;
     TCMessage reply;

@@ -4,22 +4,27 @@
 // of a class where a virtual operation of that class is called, and the fields where one is needed
 // whole.
 
+#include "CommandManager.h"
 #include "ConfigAccessor.h"
+#include "DbusIPC.h"
 #include "IConfig.h"
 #include "IServiceControl.h"
 #include "Job.h"
 #include "MessageRouter.h"
+#include "Messenger.h"
 #include "ModuleClass.h"
 #include "NullServiceProxy.h"
 #include "PerformanceMonitor.h"
 #include "PrintRecordHandler.h"
 #include "Service.h"
+#include "ServiceCommand.h"
 #include "ServiceContext.h"
 #include "ServiceControl.h"
 #include "ServiceFactory.h"
 #include "ServiceLoader.h"
 #include "ServiceManager.h"
 #include "ServiceProxy.h"
+#include "StreamIPC.h"
 #include "TCEvent.h"
 #include "TCServer.h"
 #include "TCTask.h"
@@ -64,12 +69,19 @@ void VirtualTables(marrow::mgr::IServiceManager* manager, marrow::mgr::IServiceC
     Delete(manager, control, router, handler, theRouter);
 }
 
+void VirtualTables(marrow::dbg::ICommand* command, marrow::dbg::ServiceCommand* serviceCommand,
+                   marrow::dbg::IIPC* channel, marrow::dbg::DbusIPC* dbus,
+                   marrow::dbg::StreamIPC* stream) {
+    Delete(command, serviceCommand, channel, dbus, stream);
+}
+
 // Classes whose fields are wanted.
 template <typename... T>
 constexpr bool ARE_KNOWN = (... && (sizeof(T) != 0));
-static_assert(ARE_KNOWN<record_t, PerformanceMonitor, PrintRecordHandler, ModuleClass<Thing>,
-                        Quill::TCMessage, marrow::ser::service_info_t, service_context_t,
-                        marrow::ser::WorkerFactory, ServiceControl, ServiceManager,
-                        marrow::msg::MessageRouter>);
+static_assert(
+    ARE_KNOWN<record_t, PerformanceMonitor, PrintRecordHandler, ModuleClass<Thing>,
+              Quill::TCMessage, marrow::ser::service_info_t, service_context_t,
+              marrow::ser::WorkerFactory, ServiceControl, ServiceManager,
+              marrow::msg::MessageRouter, marrow::dbg::Messenger, marrow::dbg::CommandManager>);
 
 } // namespace layouts

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The half of APIWatchdog that runs in a signal handler: on the interrupted thread's own stack,
+// with all signals blocked, and maybe in the middle of an allocation or of a locked section. There
+// is no allocation here, no lock of ours and no stdio: system calls, snprintf with numbers and
+// strings alone, and libunwind's local unwinding, which is made for this.
+
+#define UNW_LOCAL_ONLY
+
+#include "APIWatchdog.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <libunwind.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* DEVICE = "/dev/hang_beacon";
+constexpr unsigned long WRITE_LINE = 0x70; // the device's request: the argument is the line
+
+} // namespace
+
+// The device prints addresses of 32 bits; of a wider one the line holds the lower half.
+void APIWatchdog::SignalHandler(int /*signal*/) {
+    const int error = errno;
+    const int device = open(DEVICE, O_RDWR);
+    if (device == -1) {
+        errno = error;
+        return;
+    }
+    const int thread = static_cast<int>(syscall(SYS_gettid));
+    unw_context_t context;
+    unw_cursor_t cursor;
+    unw_getcontext(&context);
+    unw_init_local(&cursor, &context);
+    unw_step(&cursor); // out of this handler
+    std::array<char, BUFF_SIZE> name;
+    std::array<char, BUFF_SIZE> line;
+    while (unw_step(&cursor) > 0) {
+        unw_word_t address = 0;
+        unw_get_reg(&cursor, UNW_REG_IP, &address);
+        if (address == 0) {
+            break;
+        }
+        unw_word_t offset = 0;
+        if (unw_get_proc_name(&cursor, name.data(), name.size(), &offset) == 0) {
+            std::snprintf(line.data(), line.size(), "%d)0x%x: (%s+0x%x)", thread,
+                          static_cast<unsigned>(address), name.data(),
+                          static_cast<unsigned>(offset));
+        } else {
+            std::snprintf(line.data(), line.size(), "%d)<unknown>", thread);
+        }
+        ioctl(device, WRITE_LINE, line.data());
+    }
+    close(device);
+    errno = error;
+}
