@@ -42,6 +42,8 @@ public:
                           Quill::TCMessage* reply, const char* signal) override;
 
 private:
+    Messenger* FindMessenger(const std::string& tag) const;
+
     std::map<std::string, Messenger*> m_messengers; // owned
 
     static DbusIPC* m_instance GUARDED_BY(m_instanceMutex);

@@ -70,14 +70,20 @@ int DbusIPC::IfMessageReceived(const char* /*sender*/, const TCMessage* message,
     }
     const std::string tag = message->payload[COMMAND_TAG].asString();
     LOGD("Received command tag: %s", tag.c_str());
-    const auto found = m_messengers.find(tag);
-    if (found == m_messengers.end()) {
+    Messenger* const messenger = FindMessenger(tag);
+    if (messenger == nullptr) {
         LOGD("There is no subscription for command tag: %s", tag.c_str());
         return 0;
     }
     TCMessage copy(*message); // a command may change what it gets
-    *reply = found->second->HandleMessage(copy);
+    *reply = messenger->HandleMessage(copy);
     return 1;
+}
+
+// On the dispatching thread, and with no lock against GetMessenger.
+Messenger* DbusIPC::FindMessenger(const std::string& tag) const {
+    const auto found = m_messengers.find(tag);
+    return found == m_messengers.end() ? nullptr : found->second;
 }
 
 } // namespace marrow::dbg

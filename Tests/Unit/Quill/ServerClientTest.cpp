@@ -52,13 +52,24 @@ TEST_F(ServerClient, LeavesTheReplyAloneWhenTheCallFails) {
     TCMessage message;
     TCMessage reply;
     reply.subject = "untouched";
-    EXPECT_EQ(client.SendMessage("nobody.here", &message, true, &reply), -EREMOTEIO);
+    EXPECT_EQ(client.SendMessage("nobody.here", &message, true, &reply), -EHOSTUNREACH);
+    // The bus itself has no such object.
+    EXPECT_EQ(client.SendMessage("org.freedesktop.DBus", &message, true, &reply), -EREMOTEIO);
     EXPECT_EQ(client.SendMessage("not a name", &message, true, &reply), -EINVAL);
     EXPECT_EQ(client.SendMessage(nullptr, &message, true, &reply), -EINVAL);
     EXPECT_EQ(client.SendMessage("test.Server", nullptr, true, &reply), -EINVAL);
     message.payload["text"] = std::string(33UL * 1024 * 1024, 'x');
     EXPECT_EQ(client.SendMessage("test.Server", &message, true, &reply), -EMSGSIZE);
     EXPECT_EQ(reply.subject, "untouched");
+}
+
+TEST_F(ServerClient, TellsWhetherAnEndpointIsThere) {
+    EXPECT_EQ(client.Ping("test.Server"), 0);
+    EXPECT_EQ(client.Ping("nobody.here"), -EHOSTUNREACH);
+    EXPECT_EQ(client.Ping("not a name"), -EINVAL);
+    EXPECT_EQ(client.Ping(nullptr), -EINVAL);
+    client.CloseDBusServer();
+    EXPECT_EQ(client.Ping("test.Server"), -ENOTCONN);
 }
 
 TEST_F(ServerClient, MayCallFromItsOwnCallbackAndKeepsWhatComesMeanwhile) {

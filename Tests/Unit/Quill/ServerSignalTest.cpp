@@ -82,6 +82,33 @@ TEST_F(ServerSignal, GivesASignalToItsCallbackWithTheUserData) {
     EXPECT_EQ(heard.text, "news subject");
 }
 
+TEST_F(ServerSignal, GivesAllSignalsThatBeginSoToACallback) {
+    struct Heard {
+        Gate last;
+        std::string names;
+    } heard;
+    server.CreateDBusServer();
+    const auto callback = [](const char* /*sender*/, const char* signal, TCMessage* message,
+                             void* userData) {
+        auto& data = *static_cast<Heard*>(userData);
+        data.names += std::string(signal) + " ";
+        if (message->subject == "last") {
+            data.last.Open();
+        }
+    };
+    ASSERT_TRUE(server.SubscribeSignals(nullptr, "news.", callback, &heard));
+    EXPECT_FALSE(server.SubscribeSignals(nullptr, "news.", nullptr, nullptr));
+    EXPECT_FALSE(server.SubscribeSignals(nullptr, nullptr, callback, &heard));
+    server.UnSubscribeSignal(nullptr, "news."); // which is another one's end
+    client.SendSignal("news_2ea", {"news.a", "", ""});
+    client.SendSignal("news", {"news", "", ""});
+    client.SendSignal("old_5fnews_2ea", {"old_news.a", "", ""});
+    client.SendSignal("news_2eb", {"news.b", "last", ""});
+    ASSERT_TRUE(heard.last.Wait());
+    server.CloseDBusServer();
+    EXPECT_EQ(heard.names, "news.a news.b ");
+}
+
 TEST_F(ServerSignal, ListensToOneSenderAloneWhenItIsNamed) {
     Gate received;
     std::string senders;
