@@ -52,6 +52,8 @@ Daemon::Daemon() {
     if (mkfifo(Pipe().c_str(), 0600) != 0) {
         throw std::runtime_error("mkfifo " + Pipe());
     }
+    std::ofstream{Device()};
+    fs::create_directories(OptUsr());
     std::ofstream(m_folder + "/log");
     std::ofstream(m_folder + "/output");
 }

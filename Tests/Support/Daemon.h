@@ -47,6 +47,9 @@ public:
     bool WaitForOutput(const std::string& text, int count = 1) const;
 
     pid_t Pid() const { return m_pid; }
+    /// What is seen as /dev/hang_beacon in the daemon's view, and as /opt/usr.
+    std::string Device() const { return m_folder + "/hang_beacon"; }
+    std::string OptUsr() const { return m_folder + "/opt-usr"; }
     /// The debug shell's pipe, as it is seen outside of the daemon's view.
     std::string Pipe() const { return m_app + "/api/control"; }
 

@@ -49,7 +49,7 @@ Program::Program(const std::vector<std::string>& words, At at, const std::string
     const winsize size{24, 80, 0, 0};
     m_pid = at == At::TERMINAL ? forkpty(&m_terminal, nullptr, nullptr, &size) : fork();
     if (m_pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
         if (at == At::FILES) {
             Redirect(m_folder + "/in", O_RDONLY, STDIN_FILENO);
             Redirect(m_folder + "/out", O_WRONLY | O_CREAT, STDOUT_FILENO);
@@ -65,8 +65,11 @@ Program::Program(const std::vector<std::string>& words, At at, const std::string
 
 Program::~Program() {
     if (!HasEnded()) {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
+        kill(m_pid, SIGTERM); // some have something to clear away
+        if (!WaitUntil([this] { return HasEnded(); }, std::chrono::seconds(5))) {
+            kill(m_pid, SIGKILL);
+            waitpid(m_pid, nullptr, 0);
+        }
     }
     if (m_terminal >= 0) {
         close(m_terminal);

@@ -6,7 +6,7 @@
 #include <vector>
 
 /// A program that a test runs: with files for its standard streams, or at a terminal of 80 columns
-/// as a person would. It is killed with this object.
+/// as a person would. It is ended with this object.
 class Program {
 public:
     enum class At { FILES, TERMINAL };
@@ -20,6 +20,7 @@ public:
 
     /// Waits for its end, at most a minute. The exit status, or 128 and the signal that ended it.
     int Wait();
+    bool HasEnded();
     void Signal(int signal) const;
     /// At a terminal.
     void Type(const std::string& keys) const;
@@ -29,8 +30,9 @@ public:
     std::string Output();
     std::string Errors() const;
 
+    pid_t Pid() const { return m_pid; }
+
 private:
-    bool HasEnded();
     void ReadTerminal();
 
     std::string m_folder;

@@ -7,6 +7,7 @@
 //     change    changes the message and answers with the thread's name
 //     sleep     sleeps "ms" milliseconds and answers
 //     notify    notifies under "subject" with the payload, and answers
+//     hang      as sleep, in a function of its own that a stack shows
 //     large     answers with a text of "size" bytes
 //     throw     lets an exception out
 
@@ -24,6 +25,12 @@
 #ifndef SERVICE_NAME
 #define SERVICE_NAME "probe"
 #endif
+
+// Not a tail call, so that it stands on the stack while it waits.
+extern "C" __attribute__((noinline)) int HangHereForTheTest(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    return milliseconds;
+}
 
 namespace {
 
@@ -60,6 +67,8 @@ protected:
             reply.payload["thread"] = ThreadName();
         } else if (command == "sleep") {
             std::this_thread::sleep_for(std::chrono::milliseconds(payload["ms"].asInt()));
+        } else if (command == "hang") {
+            reply.payload["hung"] = HangHereForTheTest(payload["ms"].asInt());
         } else if (command == "notify") {
             Quill::TCMessage notification;
             notification.subject = payload["subject"].asString();

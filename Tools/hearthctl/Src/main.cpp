@@ -14,6 +14,7 @@
 #include "Failure.h"
 #include "MonitorVerb.h"
 #include "ShellVerbs.h"
+#include "StacksVerb.h"
 
 namespace {
 
@@ -33,6 +34,8 @@ struct Arguments {
     double timeout = std::chrono::duration<double>(hearthctl::Client::LONGEST_WAIT).count();
     std::vector<std::string> subjects;
     int count = 0;
+    std::string folder = hearthctl::DUMP_FOLDER;
+    int last = 1;
 };
 
 CLI::App* AddVerb(CLI::App& app, const std::string& name, const std::string& description) {
@@ -79,6 +82,15 @@ void AddClientVerbs(CLI::App& app, Arguments& arguments) {
         ->check(CLI::Range(1, 1000000000));
 }
 
+void AddStacksVerb(CLI::App& app, Arguments& arguments) {
+    CLI::App* const stacks =
+        AddVerb(app, "stacks", "Shows the stacks that a process's threads have dumped");
+    stacks->add_option("--last", arguments.last, "The newest N dumps")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000000000));
+    stacks->add_option("--folder", arguments.folder, "Where the dumps are")->capture_default_str();
+}
+
 ExitStatus Run(const std::string& verb, Arguments& arguments) {
     if (verb == "list") {
         return hearthctl::List(arguments.json);
@@ -93,6 +105,9 @@ ExitStatus Run(const std::string& verb, Arguments& arguments) {
     }
     if (verb == "signal") {
         return hearthctl::Signal(arguments.call.service, arguments.call.arguments);
+    }
+    if (verb == "stacks") {
+        return hearthctl::Stacks(arguments.folder, arguments.last, arguments.json);
     }
     if (verb == "monitor") {
         return hearthctl::Monitor(arguments.subjects, arguments.count, arguments.json);
@@ -110,6 +125,7 @@ int RunProgram(int count, char** words) {
     app.footer(FOOTER);
     AddShellVerbs(app, arguments);
     AddClientVerbs(app, arguments);
+    AddStacksVerb(app, arguments);
     try {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// A caller dies in the middle of its call, and every thread of the installed daemon tells where it
+// stands: real client processes, crash files as the platform names them, and the real device.
+
+#include "DaemonTest.h"
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <sstream>
+#include <thread>
+
+#include "Beacon.h"
+#include "DeathTest.h"
+#include "Program.h"
+#include "WaitUntil.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+constexpr const char* HEARTHCTL = HEARTHD_STAGE "/usr/bin/hearthctl";
+constexpr const char* CRASHED = "> API caller crashed";
+
+class Watchdog : public DaemonTest {
+protected:
+    Watchdog() : beacon(daemon.Device(), bus.Folder() + "/dumps"), noDevice(beacon.Trouble()) {
+        daemon.AddServices(
+            {{"probe", {.library = "libprobe.so"}}, {"probe2", {.library = "libprobe2.so"}}});
+    }
+
+    fs::path CrashFolder() const { return daemon.OptUsr() + "/share/crash/core/mincore"; }
+
+    void LeaveCrashFile(const std::string& pid, int number = 1) const {
+        std::ofstream(CrashFolder() /
+                      ("17322" + std::to_string(number) + ".client.x86_64." + pid + ".coredump"));
+    }
+
+    // Starts the daemon with the folder of crash files there and watched.
+    void StartWatching() {
+        fs::create_directories(CrashFolder());
+        StartAndWait();
+        ASSERT_TRUE(daemon.WaitForLog("> Watchdog started"));
+    }
+
+    Beacon beacon;
+    const std::string noDevice; ///< the reason, where the device can't be there
+};
+
+// The lines of the thread of that name in a dump.
+std::vector<std::string> LinesOf(const std::string& dump, const std::string& thread) {
+    std::istringstream stream(dump);
+    std::vector<std::string> lines;
+    std::string line;
+    bool inside = false;
+    while (std::getline(stream, line)) {
+        if (line.starts_with("thread ")) {
+            inside = line.ends_with(" " + thread);
+        } else if (inside) {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
+std::size_t IndexOf(const std::vector<std::string>& lines, const std::string& part) {
+    std::size_t i = 0;
+    while (i < lines.size() && lines[i].find(part) == std::string::npos) {
+        ++i;
+    }
+    return i;
+}
+
+TEST_F(Watchdog, DumpsEveryThreadWhileTheCallOfADeadClientIsStillRunning) {
+    if (!noDevice.empty()) {
+        GTEST_SKIP() << "the device can't be served here: " << noDevice;
+    }
+    StartWatching();
+    Program client({HEARTHCTL, "call", "probe", R"({"do":"hang","ms":4000})"});
+    ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
+    client.Signal(SIGKILL);
+    client.Wait();
+    LeaveCrashFile(std::to_string(client.Pid()));
+    ASSERT_TRUE(daemon.WaitForLog(CRASHED));
+    const std::string dump = beacon.WaitForDump();
+    EXPECT_EQ(CountOf(daemon.Output(), "probe_CALL_API"), 0) << "the call has ended already";
+
+    EXPECT_THAT(dump.substr(0, dump.find('\n')), testing::MatchesRegex("process [0-9]+ hearthd"));
+    for (const char* thread : {"hearthd", "probe2_thread", "Reader_thread", "quill-dispatch"}) {
+        EXPECT_FALSE(LinesOf(dump, thread).empty()) << thread << "\n" << dump;
+    }
+    EXPECT_EQ(CountOf(dump, "APIWatchdog_thr"), 0) << "the thread that asks is left out";
+
+    const std::vector<std::string> lines = LinesOf(dump, "probe_thread");
+    const std::size_t hang = IndexOf(lines, ": (HangHereForTheTest+0x");
+    const std::size_t call = IndexOf(lines, "ServiceControl7CallAPI");
+    const std::size_t route = IndexOf(lines, "MessageRouter5Route");
+    EXPECT_GT(hang, 0U) << "it waits inside";
+    EXPECT_LT(hang, call) << dump;
+    EXPECT_LT(call, route);
+    EXPECT_LT(route, lines.size());
+    // The call is left alone, and ends as ever.
+    EXPECT_TRUE(daemon.WaitForOutput("probe_CALL_API"));
+    RawClient other;
+    EXPECT_EQ(other.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");
+    EXPECT_TRUE(daemon.WaitForLog("> 0 pending messages"));
+}
+
+TEST_F(Watchdog, DumpsNothingForAProcessThatHasNoCallHere) {
+    StartWatching();
+    RawClient client;
+    client.RequestName("marrow.ser.client.PID_4711");
+    client.Send(ROUTER, "probe", R"({"do":"sleep","ms":300})");
+    ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
+    LeaveCrashFile("4712");
+    ASSERT_TRUE(daemon.WaitForLog("> Watchdog callback executed for 4712"));
+    ASSERT_TRUE(daemon.WaitForLog("> Pending messge: from marrow.ser.client.PID_4711 to probe"));
+    EXPECT_EQ(CountOf(daemon.Log(), CRASHED), 0);
+}
+
+TEST_F(Watchdog, FindsAFolderOfCrashFilesThatComesLater) {
+    StartAndWait();
+    ASSERT_TRUE(daemon.WaitForLog("> Monitoring /opt/usr.\n"));
+    fs::create_directories(CrashFolder());
+    LeaveCrashFile("4711");
+    EXPECT_TRUE(daemon.WaitForLog("> Monitoring /opt/usr/share/crash/core/mincore.\n"));
+    EXPECT_TRUE(daemon.WaitForLog("> Watchdog callback executed for 4711"));
+}
+
+TEST_F(Watchdog, IsShownByHearthctlWithNamesThatPeopleRead) {
+    if (!noDevice.empty()) {
+        GTEST_SKIP() << "the device can't be served here: " << noDevice;
+    }
+    StartWatching();
+    RawClient client;
+    client.RequestName("marrow.ser.client.PID_4711");
+    client.Send(ROUTER, "probe", R"({"do":"hang","ms":1500})");
+    ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
+    LeaveCrashFile("4711");
+    ASSERT_NE(beacon.WaitForDump(), "");
+    Program stacks({HEARTHCTL, "stacks", "--folder", bus.Folder() + "/dumps"});
+    EXPECT_EQ(stacks.Wait(), 0);
+    const std::string text = stacks.Output();
+    EXPECT_THAT(text,
+                testing::StartsWith("hearthd (process " + std::to_string(daemon.Pid()) + ") at 2"));
+    EXPECT_THAT(text, HasSubstr("\n  probe_thread (thread "));
+    EXPECT_THAT(text, HasSubstr(" HangHereForTheTest+0x"));
+    EXPECT_THAT(text, HasSubstr(" ServiceControl::CallAPI(Quill::TCMessage const&)+0x"));
+    Program json(
+        {HEARTHCTL, "stacks", "--json", "--last", "5", "--folder", bus.Folder() + "/dumps"});
+    EXPECT_EQ(json.Wait(), 0);
+    EXPECT_THAT(json.Output(), HasSubstr("\"name\":\"probe_thread\""));
+    Program nowhere({HEARTHCTL, "stacks", "--folder", "/nowhere"});
+    EXPECT_EQ(nowhere.Wait(), 1);
+    EXPECT_THAT(nowhere.Errors(), HasSubstr("cannot read the dumps in /nowhere"));
+}
+
+// 200 crash files in a burst while 8 clients call 4 services.
+TEST_F(Watchdog, KeepsAnsweringWhileOneDumpChasesTheOther) {
+    constexpr int CRASHES = 200;
+    constexpr int CLIENTS = 8;
+    constexpr int CALLS = 100;
+    daemon.AddServices(
+        {{"third", {.library = "libprobe3.so"}}, {"fourth", {.library = "libprobe4.so"}}});
+    StartWatching();
+    const std::vector<std::string> services{"probe", "probe2", "third", "fourth"};
+    RawClient dead;
+    dead.RequestName("marrow.ser.client.PID_4711");
+    dead.Send(ROUTER, "fourth", R"({"do":"sleep","ms":3000})");
+    ASSERT_TRUE(daemon.WaitForLog("> Calling [fourth] API"));
+
+    std::atomic<int> answered{0};
+    std::vector<std::thread> clients;
+    for (int i = 0; i < CLIENTS; ++i) {
+        clients.emplace_back([&, i] {
+            RawClient own;
+            for (int n = 0; n < CALLS; ++n) {
+                const std::string payload = R"({"n":)" + std::to_string(i * CALLS + n) + "}";
+                const auto& service = services[static_cast<std::size_t>(i + n) % 3];
+                answered += own.Call(ROUTER, service, payload).payload == payload ? 1 : 0;
+            }
+        });
+    }
+    for (int i = 0; i < CRASHES; ++i) {
+        LeaveCrashFile("4711", i);
+    }
+    EXPECT_TRUE(daemon.WaitForLog("> Watchdog callback executed for 4711", CRASHES));
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_EQ(answered, CLIENTS * CALLS);
+    const std::string log = daemon.Log();
+    EXPECT_EQ(CountOf(log, CRASHED), CRASHES) << "each while the call was in delivery";
+    EXPECT_EQ(CountOf(log, "> Threads dumps"), CRASHES);
+    EXPECT_EQ(dead.Call(ROUTER, "fourth", R"({"a":1})").payload, R"({"a":1})");
+}
+
+} // namespace

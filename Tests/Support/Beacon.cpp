@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Beacon.h"
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+#include "WaitUntil.h"
+
+namespace fs = std::filesystem;
+
+Beacon::Beacon(const std::string& device, std::string folder, int keep)
+    : m_folder(std::move(folder)),
+      m_program({HEARTHD_STAGE "/usr/apps/org.norvane.hearthd/bin/hang-beacon", "--device", device,
+                 "--folder", m_folder, "--keep", std::to_string(keep)}) {}
+
+std::string Beacon::Trouble() {
+    WaitUntil([this] {
+        return Log().find(" is there; dumps go to ") != std::string::npos || m_program.HasEnded();
+    });
+    return Log().find(" is there; dumps go to ") != std::string::npos ? "" : Log();
+}
+
+std::vector<fs::path> Beacon::Dumps() const {
+    std::vector<fs::path> dumps;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(m_folder, error)) {
+        if (entry.path().extension() == ".txt" && entry.path().filename().string()[0] != '.') {
+            dumps.push_back(entry.path());
+        }
+    }
+    std::sort(dumps.begin(), dumps.end());
+    return dumps;
+}
+
+std::string Beacon::WaitForDump(std::size_t count) const {
+    std::ostringstream text;
+    if (WaitUntil([&] { return Dumps().size() >= count; })) {
+        text << std::ifstream(Dumps().back()).rdbuf();
+    }
+    return text.str();
+}
+
+int Beacon::End() {
+    m_program.Signal(SIGTERM);
+    return m_program.Wait();
+}
