@@ -89,7 +89,7 @@ TEST_F(Watchdog, DumpsEveryThreadWhileTheCallOfADeadClientIsStillRunning) {
     const std::string dump = beacon.WaitForDump();
     EXPECT_EQ(CountOf(daemon.Output(), "probe_CALL_API"), 0) << "the call has ended already";
 
-    EXPECT_THAT(dump.substr(0, dump.find('\n')), testing::MatchesRegex("process [0-9]+ hearthd"));
+    EXPECT_THAT(dump, HasSubstr("process " + std::to_string(daemon.Pid()) + " hearthd\n"));
     for (const char* thread : {"hearthd", "probe2_thread", "Reader_thread", "quill-dispatch"}) {
         EXPECT_FALSE(LinesOf(dump, thread).empty()) << thread << "\n" << dump;
     }
@@ -145,8 +145,9 @@ TEST_F(Watchdog, IsShownByHearthctlWithNamesThatPeopleRead) {
     Program stacks({HEARTHCTL, "stacks", "--folder", bus.Folder() + "/dumps"});
     EXPECT_EQ(stacks.Wait(), 0);
     const std::string text = stacks.Output();
-    EXPECT_THAT(text,
-                testing::StartsWith("hearthd (process " + std::to_string(daemon.Pid()) + ") at 2"));
+    EXPECT_THAT(text.substr(0, text.find('\n')),
+                testing::MatchesRegex("hearthd \\(process " + std::to_string(daemon.Pid()) +
+                                      "\\) at [-0-9T:.]+Z"));
     EXPECT_THAT(text, HasSubstr("\n  probe_thread (thread "));
     EXPECT_THAT(text, HasSubstr(" HangHereForTheTest+0x"));
     EXPECT_THAT(text, HasSubstr(" ServiceControl::CallAPI(Quill::TCMessage const&)+0x"));

@@ -149,6 +149,18 @@ std::optional<int> Daemon::WaitForEnd(std::chrono::seconds limit) {
     return m_status;
 }
 
+pid_t Daemon::Pid() const {
+    pid_t pid = m_pid;
+    pid_t child = m_pid;
+    while (child > 0) {
+        pid = child;
+        const std::string process = std::to_string(pid);
+        child = 0;
+        std::ifstream("/proc/" + process + "/task/" + process + "/children") >> child;
+    }
+    return pid;
+}
+
 std::string Daemon::Log() const {
     return Read(m_folder + "/log");
 }

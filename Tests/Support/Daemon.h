@@ -46,7 +46,8 @@ public:
     bool WaitForLog(const std::string& text, int count = 1) const;
     bool WaitForOutput(const std::string& text, int count = 1) const;
 
-    pid_t Pid() const { return m_pid; }
+    /// The daemon's own process, inside its view.
+    pid_t Pid() const;
     /// What is seen as /dev/hang_beacon in the daemon's view, and as /opt/usr.
     std::string Device() const { return m_folder + "/hang_beacon"; }
     std::string OptUsr() const { return m_folder + "/opt-usr"; }
@@ -57,7 +58,7 @@ private:
     std::string m_folder;
     std::string m_app;
     std::map<std::string, std::string> m_environment;
-    pid_t m_pid = -1;
+    pid_t m_pid = -1; // of the view, which may have the daemon as a child
     std::optional<int> m_status;
 };
 
