@@ -331,7 +331,8 @@ protected:
 };
 
 TEST_F(Completion, KnowsVerbsAndOptions) {
-    EXPECT_EQ(Complete("hearthctl sta"), "status start\n");
+    EXPECT_EQ(Complete("hearthctl sta"), "status start stacks\n");
+    EXPECT_EQ(Complete("hearthctl stacks --l"), "--last\n");
     EXPECT_EQ(Complete("hearthctl --j"), "--json\n");
     EXPECT_EQ(Complete("hearthctl call --re"), "--repeat\n");
     EXPECT_EQ(Complete("hearthctl call --repeat ''"), "\n");

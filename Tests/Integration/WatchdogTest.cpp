@@ -124,10 +124,15 @@ TEST_F(Watchdog, DumpsNothingForAProcessThatHasNoCallHere) {
 
 TEST_F(Watchdog, FindsAFolderOfCrashFilesThatComesLater) {
     StartAndWait();
-    ASSERT_TRUE(daemon.WaitForLog("> Monitoring /opt/usr.\n"));
-    fs::create_directories(CrashFolder());
+    // One level after the other: what comes between the look for it and the watch above it is seen
+    // at the next creation only.
+    std::string path;
+    for (const char* level : {"", "/share", "/crash", "/core", "/mincore"}) {
+        path += level;
+        fs::create_directory(daemon.OptUsr() + path);
+        ASSERT_TRUE(daemon.WaitForLog("> Monitoring /opt/usr" + path + ".\n"));
+    }
     LeaveCrashFile("4711");
-    EXPECT_TRUE(daemon.WaitForLog("> Monitoring /opt/usr/share/crash/core/mincore.\n"));
     EXPECT_TRUE(daemon.WaitForLog("> Watchdog callback executed for 4711"));
 }
 

@@ -27,7 +27,10 @@ const char* __tsan_default_options() {
 const char* __tsan_default_suppressions() {
     // The debug shell's D-Bus channel has no lock around its commands: they register while the
     // process starts, and messages come afterwards, which nothing but that order tells.
-    return "race:marrow::dbg::DbusIPC::FindMessenger\n";
+    // A watchdog that ends closes the descriptor from which its worker is reading: that is how the
+    // worker learns of it.
+    return "race:marrow::dbg::DbusIPC::FindMessenger\n"
+           "race:APIWatchdog::~APIWatchdog\n";
 }
 
 } // extern "C"

@@ -55,6 +55,7 @@ public:
     static void SignalHandler(int signal);
 
 private:
+    static void PrepareHandler();
     void HandleEvents(const char* events, std::size_t size);
 
     int m_inotifyFd;

@@ -40,6 +40,7 @@ const char* APIWatchdog::FILE_NAME_PATTERN = R"(\d+\.[^.]+?\.[^.]+?\.(\d+)\..+)"
 APIWatchdog::APIWatchdog(std::function<void(std::string)> callback)
     : m_inotifyFd(-1), m_ancestorWatch(-1), m_directoryWatch(-1), m_callback(std::move(callback)) {
     LOGI("Watchdog Created");
+    PrepareHandler();
     struct sigaction action {};
     action.sa_handler = SignalHandler;
     action.sa_flags = SA_RESTART; // what a dump interrupts goes on

@@ -3,7 +3,8 @@
 // The half of APIWatchdog that runs in a signal handler: on the interrupted thread's own stack,
 // with all signals blocked, and maybe in the middle of an allocation or of a locked section. There
 // is no allocation here, no lock of ours and no stdio: system calls, snprintf with numbers and
-// strings alone, and libunwind's local unwinding, which is made for this.
+// strings alone, and libunwind's local unwinding, which is made for this. Its own way to a
+// procedure's name isn't: it allocates, and reads the library's file. So it gets another one.
 
 #define UNW_LOCAL_ONLY
 
@@ -18,12 +19,34 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "ProcedureName.h"
+
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wformat-truncation" // a long name is cut
+#endif
+
 namespace {
 
 constexpr const char* DEVICE = "/dev/hang_beacon";
 constexpr unsigned long WRITE_LINE = 0x70; // the device's request: the argument is the line
 
+// What libunwind calls for a name.
+int NameForUnwinder(unw_addr_space_t /*space*/, unw_word_t address, char* name, std::size_t size,
+                    unw_word_t* offset, void* /*argument*/) {
+    std::uintptr_t bytes = 0;
+    if (!ProcedureName(address, name, size, bytes)) {
+        return -UNW_ENOINFO;
+    }
+    *offset = bytes;
+    return 0;
+}
+
 } // namespace
+
+// Ahead of the first signal: it initialises libunwind too.
+void APIWatchdog::PrepareHandler() {
+    unw_get_accessors(unw_local_addr_space)->get_proc_name = NameForUnwinder;
+}
 
 // The device prints addresses of 32 bits; of a wider one the line holds the lower half.
 void APIWatchdog::SignalHandler(int /*signal*/) {

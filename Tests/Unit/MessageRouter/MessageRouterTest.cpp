@@ -7,7 +7,7 @@
 #include "Dlog.h"
 #include "IServiceControl.h"
 #include "IServiceManager.h"
-#include "KeptWorker.h"
+#include "KeepForEver.h"
 #include "LogCapture.h"
 #include "MessageRouter.h"
 #include "ModuleAccessor.h"
@@ -88,8 +88,7 @@ protected:
 
     PrivateBus bus;
     FakeControl control;
-    const bool isKept = (KeepWorker("APIWatchdog"), true);
-    MessageRouter router;
+    MessageRouter& router = KeepForEver<MessageRouter>();
     TCMessage message;
     TCMessage reply;
     TCEventIO* target = nullptr;
