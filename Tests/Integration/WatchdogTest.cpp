@@ -90,7 +90,11 @@ TEST_F(Watchdog, DumpsEveryThreadWhileTheCallOfADeadClientIsStillRunning) {
     EXPECT_EQ(CountOf(daemon.Output(), "probe_CALL_API"), 0) << "the call has ended already";
 
     EXPECT_THAT(dump, HasSubstr("process " + std::to_string(daemon.Pid()) + " hearthd\n"));
-    for (const char* thread : {"hearthd", "probe2_thread", "Reader_thread", "quill-dispatch"}) {
+    std::vector<std::string> threads{"hearthd", "probe2_thread", "quill-dispatch"};
+    if (!UNDER_THREAD_SANITIZER) { // which holds back the signal of a thread that waits in open
+        threads.emplace_back("Reader_thread");
+    }
+    for (const std::string& thread : threads) {
         EXPECT_FALSE(LinesOf(dump, thread).empty()) << thread << "\n" << dump;
     }
     EXPECT_EQ(CountOf(dump, "APIWatchdog_thr"), 0) << "the thread that asks is left out";

@@ -249,6 +249,25 @@ TEST(ExportedSymbols, HoldEveryOperationOfTheDebugShellsChannels) {
                 IsEmpty());
 }
 
+TEST(ExportedSymbols, HoldEveryOperationOfTheWatchOnCrashes) {
+    EXPECT_THAT(Missing(Each({"APIWatchdog::"},
+                             {
+                                 "APIWatchdog(std::function<void (std::string)>)",
+                                 "~APIWatchdog()",
+                                 "AddWatch(std::string)",
+                                 "GetDirContent(std::string)",
+                                 "MainLoop()",
+                                 "CheckMissedEvent()",
+                                 "RunCallback(std::string)",
+                                 "PrintInfo()",
+                                 "SignalHandler(int)",
+                                 "MONITORED_DIRECTORY",
+                                 "FILE_NAME_PATTERN",
+                             })),
+                IsEmpty());
+    EXPECT_THAT(Missing({"marrow::msg::MessageRouter::WatchdogCheckCb(std::string)"}), IsEmpty());
+}
+
 const std::vector<std::string> INTERFACES = {
     "IModule",
     "IModuleClass",
