@@ -19,6 +19,7 @@
 #include "DeviceRecord.h"
 #include "FaultyCalls.h"
 #include "KeptWorker.h"
+#include "MallocCount.h"
 #include "Said.h"
 #include "TestThread.h"
 #include "WorkerTools.h"
@@ -170,6 +171,19 @@ TEST_F(StackDump, ClosesTheDeviceBehindIt) {
     raise(APIWatchdog::SIGNAL);
     EXPECT_EQ(DeviceRecord::Openings().size(), 2U);
     EXPECT_EQ(Entries("/proc/self/fd"), descriptors);
+}
+
+// It may interrupt an allocation. The second allocation shows that they are counted.
+TEST_F(StackDump, AllocatesNothing) {
+    if (UNDER_SANITIZER) {
+        GTEST_SKIP() << "the sanitizer's allocator isn't counted";
+    }
+    const long before = MallocCount();
+    raise(APIWatchdog::SIGNAL);
+    const long after = MallocCount();
+    EXPECT_GT(DeviceRecord::TextsOf(ThisThread()).size(), 3U);
+    EXPECT_EQ(after, before);
+    EXPECT_GT(MallocCount(), after);
 }
 
 // The device of the tests is a file, which knows no request: the lines' ioctl fails.
