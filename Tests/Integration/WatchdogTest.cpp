@@ -28,7 +28,7 @@ constexpr const char* CRASHED = "> API caller crashed";
 
 class Watchdog : public DaemonTest {
 protected:
-    Watchdog() : beacon(daemon.Device(), bus.Folder() + "/dumps"), noDevice(beacon.Trouble()) {
+    Watchdog() {
         daemon.AddServices(
             {{"probe", {.library = "libprobe.so"}}, {"probe2", {.library = "libprobe2.so"}}});
     }
@@ -46,10 +46,43 @@ protected:
         StartAndWait();
         ASSERT_TRUE(daemon.WaitForLog("> Watchdog started"));
     }
-
-    Beacon beacon;
-    const std::string noDevice; ///< the reason, where the device can't be there
 };
+
+enum class Device { FILE_SYSTEM, SYSTEM_CALL_FILTER };
+
+// With the device, in each of the two ways in which it can be there.
+class WatchdogDevice : public Watchdog, public testing::WithParamInterface<Device> {
+protected:
+    void SetUp() override {
+        if (GetParam() == Device::FILE_SYSTEM) {
+            beacon = std::make_unique<Beacon>(daemon.Device(), dumps);
+            if (const std::string trouble = beacon->Trouble(); !trouble.empty()) {
+                GTEST_SKIP() << "no file system can serve the device here: " << trouble;
+            }
+            std::cout << "the device is hang-beacon's file system\n";
+        } else {
+            const std::vector<std::string> launcher = Beacon::Launcher(daemon.Device(), dumps);
+            std::vector<std::string> trial = launcher;
+            trial.emplace_back("true");
+            Program program(trial);
+            if (program.Wait() != 0) {
+                GTEST_SKIP() << program.Errors();
+            }
+            daemon.SetLauncher(launcher);
+            std::cout << "the device is a file whose ioctl a system call filter answers\n";
+        }
+    }
+
+    const std::string dumps = bus.Folder() + "/dumps";
+    std::unique_ptr<Beacon> beacon;
+};
+
+INSTANTIATE_TEST_SUITE_P(Served, WatchdogDevice,
+                         testing::Values(Device::FILE_SYSTEM, Device::SYSTEM_CALL_FILTER),
+                         [](const testing::TestParamInfo<Device>& parameter) {
+                             return parameter.param == Device::FILE_SYSTEM ? "ByAFileSystem"
+                                                                           : "ByAFilter";
+                         });
 
 // The lines of the thread of that name in a dump.
 std::vector<std::string> LinesOf(const std::string& dump, const std::string& thread) {
@@ -75,10 +108,7 @@ std::size_t IndexOf(const std::vector<std::string>& lines, const std::string& pa
     return i;
 }
 
-TEST_F(Watchdog, DumpsEveryThreadWhileTheCallOfADeadClientIsStillRunning) {
-    if (!noDevice.empty()) {
-        GTEST_SKIP() << "the device can't be served here: " << noDevice;
-    }
+TEST_P(WatchdogDevice, GetsTheStackOfEveryThreadWhileTheCallOfADeadClientIsStillRunning) {
     StartWatching();
     Program client({HEARTHCTL, "call", "probe", R"({"do":"hang","ms":4000})"});
     ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
@@ -86,7 +116,7 @@ TEST_F(Watchdog, DumpsEveryThreadWhileTheCallOfADeadClientIsStillRunning) {
     client.Wait();
     LeaveCrashFile(std::to_string(client.Pid()));
     ASSERT_TRUE(daemon.WaitForLog(CRASHED));
-    const std::string dump = beacon.WaitForDump();
+    const std::string dump = Beacon::WaitForDumpIn(dumps);
     EXPECT_EQ(CountOf(daemon.Output(), "probe_CALL_API"), 0) << "the call has ended already";
 
     EXPECT_THAT(dump, HasSubstr("process " + std::to_string(daemon.Pid()) + " hearthd\n"));
@@ -140,18 +170,15 @@ TEST_F(Watchdog, FindsAFolderOfCrashFilesThatComesLater) {
     EXPECT_TRUE(daemon.WaitForLog("> Watchdog callback executed for 4711"));
 }
 
-TEST_F(Watchdog, IsShownByHearthctlWithNamesThatPeopleRead) {
-    if (!noDevice.empty()) {
-        GTEST_SKIP() << "the device can't be served here: " << noDevice;
-    }
+TEST_P(WatchdogDevice, IsShownByHearthctlWithNamesThatPeopleRead) {
     StartWatching();
     RawClient client;
     client.RequestName("marrow.ser.client.PID_4711");
     client.Send(ROUTER, "probe", R"({"do":"hang","ms":1500})");
     ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
     LeaveCrashFile("4711");
-    ASSERT_NE(beacon.WaitForDump(), "");
-    Program stacks({HEARTHCTL, "stacks", "--folder", bus.Folder() + "/dumps"});
+    ASSERT_NE(Beacon::WaitForDumpIn(dumps), "");
+    Program stacks({HEARTHCTL, "stacks", "--folder", dumps});
     EXPECT_EQ(stacks.Wait(), 0);
     const std::string text = stacks.Output();
     EXPECT_THAT(text.substr(0, text.find('\n')),
@@ -160,8 +187,7 @@ TEST_F(Watchdog, IsShownByHearthctlWithNamesThatPeopleRead) {
     EXPECT_THAT(text, HasSubstr("\n  probe_thread (thread "));
     EXPECT_THAT(text, HasSubstr(" HangHereForTheTest+0x"));
     EXPECT_THAT(text, HasSubstr(" ServiceControl::CallAPI(Quill::TCMessage const&)+0x"));
-    Program json(
-        {HEARTHCTL, "stacks", "--json", "--last", "5", "--folder", bus.Folder() + "/dumps"});
+    Program json({HEARTHCTL, "stacks", "--json", "--last", "5", "--folder", dumps});
     EXPECT_EQ(json.Wait(), 0);
     EXPECT_THAT(json.Output(), HasSubstr("\"name\":\"probe_thread\""));
     Program nowhere({HEARTHCTL, "stacks", "--folder", "/nowhere"});
@@ -203,9 +229,10 @@ TEST_F(Watchdog, KeepsAnsweringWhileOneDumpChasesTheOther) {
         client.join();
     }
     EXPECT_EQ(answered, CLIENTS * CALLS);
+    EXPECT_TRUE(daemon.WaitForLog("> Threads dumps", CRASHES)) << "each during the call";
     const std::string log = daemon.Log();
-    EXPECT_EQ(CountOf(log, CRASHED), CRASHES) << "each while the call was in delivery";
     EXPECT_EQ(CountOf(log, "> Threads dumps"), CRASHES);
+    EXPECT_EQ(CountOf(log, CRASHED), CRASHES);
     EXPECT_EQ(dead.Call(ROUTER, "fourth", R"({"a":1})").payload, R"({"a":1})");
 }
 

@@ -22,10 +22,10 @@ std::string Beacon::Trouble() {
     return Log().find(" is there; dumps go to ") != std::string::npos ? "" : Log();
 }
 
-std::vector<fs::path> Beacon::Dumps() const {
+std::vector<fs::path> Beacon::DumpsIn(const std::string& folder) {
     std::vector<fs::path> dumps;
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(m_folder, error)) {
+    for (const auto& entry : fs::directory_iterator(folder, error)) {
         if (entry.path().extension() == ".txt" && entry.path().filename().string()[0] != '.') {
             dumps.push_back(entry.path());
         }
@@ -34,10 +34,10 @@ std::vector<fs::path> Beacon::Dumps() const {
     return dumps;
 }
 
-std::string Beacon::WaitForDump(std::size_t count) const {
+std::string Beacon::WaitForDumpIn(const std::string& folder, std::size_t count) {
     std::ostringstream text;
-    if (WaitUntil([&] { return Dumps().size() >= count; })) {
-        text << std::ifstream(Dumps().back()).rdbuf();
+    if (WaitUntil([&] { return DumpsIn(folder).size() >= count; })) {
+        text << std::ifstream(DumpsIn(folder).back()).rdbuf();
     }
     return text.str();
 }

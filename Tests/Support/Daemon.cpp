@@ -96,9 +96,14 @@ void Daemon::SetEnvironment(const std::string& name, const std::string& value) {
     m_environment[name] = value;
 }
 
+void Daemon::SetLauncher(const std::vector<std::string>& words) {
+    m_launcher = words;
+}
+
 void Daemon::Start(const std::vector<std::string>& arguments) {
     const std::string program = std::string(APP) + "/bin/hearthd";
-    std::vector<std::string> command{HEARTHD_PRIVATE_VIEW, m_folder, program};
+    std::vector<std::string> command = m_launcher;
+    command.insert(command.end(), {HEARTHD_PRIVATE_VIEW, m_folder, program});
     command.insert(command.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& word : command) {
@@ -116,7 +121,7 @@ void Daemon::Start(const std::vector<std::string>& arguments) {
         for (const auto& [name, value] : m_environment) {
             setenv(name.c_str(), value.c_str(), 1);
         }
-        execv(pointers[0], pointers.data());
+        execvp(pointers[0], pointers.data());
         _exit(127);
     }
 }

@@ -33,6 +33,9 @@ public:
     void RemovePipe();
     void SetEnvironment(const std::string& name, const std::string& value);
 
+    /// A command that runs the view, as its own arguments.
+    void SetLauncher(const std::vector<std::string>& words);
+
     void Start(const std::vector<std::string>& arguments = {});
     /// Ends the daemon with SIGKILL, as nothing else ends it.
     void Kill();
@@ -57,6 +60,7 @@ public:
 private:
     std::string m_folder;
     std::string m_app;
+    std::vector<std::string> m_launcher;
     std::map<std::string, std::string> m_environment;
     pid_t m_pid = -1; // of the view, which may have the daemon as a child
     std::optional<int> m_status;

@@ -19,7 +19,7 @@
 #include <unistd.h>
 
 #include "BeaconLog.h"
-#include "Caller.h"
+#include "CallingThread.h"
 
 namespace hang_beacon {
 

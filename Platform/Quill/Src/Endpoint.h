@@ -62,6 +62,8 @@ public:
     };
 
 private:
+    static constexpr std::chrono::milliseconds FIRST_PAUSE{50}; // ahead of the next connection
+
     void Run();
     bool Connect();
     void Disconnect(int error);
@@ -72,6 +74,8 @@ private:
     void CallBack(const Incoming& incoming, TCMessage message);
 
     std::shared_ptr<BusConnection> Connection() EXCLUDES(m_mutex);
+    // Of the calling thread.
+    bool IsInCallback() const;
     bool IsDispatchingThread() const;
     PendingReply::Result WaitFor(BusConnection& connection, PendingReply& reply);
 
@@ -91,7 +95,7 @@ private:
 
     // The dispatching thread's own.
     std::vector<Incoming> m_backlog;
-    std::chrono::milliseconds m_pause;
+    std::chrono::milliseconds m_pause = FIRST_PAUSE;
     bool m_announced = false;
 };
 

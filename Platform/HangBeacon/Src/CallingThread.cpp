@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Caller.h"
+#include "CallingThread.h"
 
 #include <algorithm>
 #include <array>

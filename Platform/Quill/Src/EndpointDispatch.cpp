@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The dispatching thread: it keeps the endpoint on the bus, and acts on what it takes out there.
+
+#include "Endpoint.h"
+
+#include <algorithm>
+#include <cstring>
+#include <pthread.h>
+#include <utility>
+
+#include "Delivery.h"
+#include "JsonCodec.h"
+#include "LiveQueues.h"
+#include "QuillLog.h"
+#include "TCEvent.h"
+#include "WireText.h"
+
+namespace Quill {
+
+using marrow::base::MutexLock;
+
+namespace {
+
+constexpr std::chrono::milliseconds LONGEST_PAUSE{1000};
+constexpr const char* INVALID_ARGS = "org.freedesktop.DBus.Error.InvalidArgs";
+
+// The endpoint in whose callback this thread is.
+thread_local const Endpoint* t_endpointInCallback = nullptr;
+// The endpoint whose dispatching thread this is.
+thread_local const Endpoint* t_endpointOfThread = nullptr;
+
+} // namespace
+
+Endpoint::Callback::Callback(Endpoint& endpoint)
+    : m_endpoint(endpoint), m_passage(endpoint.m_gate), m_outer(t_endpointInCallback) {
+    t_endpointInCallback = &endpoint;
+}
+
+Endpoint::Callback::~Callback() {
+    t_endpointInCallback = m_outer;
+}
+
+bool Endpoint::IsInCallback() const {
+    return t_endpointInCallback == this;
+}
+
+bool Endpoint::IsDispatchingThread() const {
+    return t_endpointOfThread == this;
+}
+
+void Endpoint::Run() {
+    pthread_setname_np(pthread_self(), "quill-dispatch");
+    t_endpointOfThread = this;
+    std::vector<Incoming> taken;
+    while (true) {
+        std::shared_ptr<BusConnection> connection;
+        {
+            const MutexLock lock(m_mutex);
+            if (m_closing) {
+                return;
+            }
+            connection = m_connection;
+        }
+        if (connection == nullptr) {
+            WaitToConnect();
+            continue;
+        }
+        const int result = connection->TakeOut(taken);
+        for (Incoming& incoming : taken) {
+            Act(std::move(incoming));
+        }
+        taken.clear();
+        // A callback that waited for a reply has left here what came meanwhile.
+        taken.swap(m_backlog);
+        if (!taken.empty()) {
+            for (Incoming& incoming : std::exchange(taken, {})) {
+                Act(std::move(incoming));
+            }
+            continue;
+        }
+        if (result < 0) {
+            Disconnect(result);
+        } else if (result == 0) {
+            connection->WaitForWork();
+        }
+    }
+}
+
+// Connects, takes the name and the subscriptions. On failure it says so once for each outage.
+bool Endpoint::Connect() {
+    std::string error;
+    const std::shared_ptr<BusConnection> connection =
+        BusConnection::Open(WireText::TopLevel(m_busName), error);
+    int owned = 0;
+    if (connection != nullptr) {
+        owned = connection->RequestName(m_busName);
+        if (owned < 0) {
+            error = "the bus refuses the name " + m_busName + ": " + strerror(-owned);
+        }
+    }
+    if (connection == nullptr || owned < 0) {
+        if (!std::exchange(m_announced, true)) {
+            QUILL_LOGE("endpoint %s: %s; trying again until it works", m_name.c_str(),
+                       error.c_str());
+        }
+        return false;
+    }
+    if (owned == 0) {
+        QUILL_LOGW("endpoint %s: the name has another owner; waiting in line for it",
+                   m_name.c_str());
+    }
+    std::vector<std::shared_ptr<const Subscription>> subscriptions;
+    {
+        // From here on Subscribe asks this connection itself.
+        const MutexLock lock(m_mutex);
+        subscriptions = m_subscriptions;
+        m_connection = connection;
+    }
+    for (const auto& subscription : subscriptions) {
+        const int result = connection->Subscribe(subscription);
+        if (result < 0) {
+            QUILL_LOGE("endpoint %s: the subscription to signal %s is lost: %s", m_name.c_str(),
+                       subscription->signal.c_str(), strerror(-result));
+        }
+    }
+    if (std::exchange(m_announced, false)) {
+        QUILL_LOGW("endpoint %s is on the bus again", m_name.c_str());
+    }
+    m_pause = FIRST_PAUSE;
+    return true;
+}
+
+void Endpoint::Disconnect(int error) {
+    QUILL_LOGW("endpoint %s has lost the bus: %s; connecting again", m_name.c_str(),
+               strerror(-error));
+    m_announced = true;
+    std::shared_ptr<BusConnection> connection;
+    {
+        const MutexLock lock(m_mutex);
+        connection = std::move(m_connection);
+    }
+    connection->Close();
+}
+
+void Endpoint::WaitToConnect() {
+    const auto until = std::chrono::steady_clock::now() + m_pause;
+    {
+        const MutexLock lock(m_mutex);
+        while (!m_closing && m_closingChanged.WaitUntil(m_mutex, until)) {
+        }
+        if (m_closing) {
+            return;
+        }
+    }
+    m_pause = std::min(m_pause * 2, LONGEST_PAUSE);
+    Connect();
+}
+
+// Only a payload that is an object, or none, goes on from here.
+void Endpoint::Act(Incoming incoming) {
+    if (incoming.kind == Incoming::Kind::SIGNAL && incoming.subscription->ended) {
+        return;
+    }
+    TCMessage message;
+    std::string error;
+    const auto root =
+        incoming.kind == Incoming::Kind::REPLY ? JsonCodec::Root::ANY : JsonCodec::Root::OBJECT;
+    if (!JsonCodec::Decode(incoming.payload, root, message.payload, error)) {
+        QUILL_LOGD("endpoint %s: bad payload from %s: %s", m_name.c_str(), incoming.sender.c_str(),
+                   error.c_str());
+        if (incoming.kind == Incoming::Kind::CALL) {
+            BusConnection& connection = *incoming.message.Connection();
+            connection.ReplyError(std::move(incoming.message), INVALID_ARGS,
+                                  WireText::ValidString("the payload is no JSON object: " + error));
+        }
+        return;
+    }
+    message.subject = incoming.subject;
+    if (incoming.kind == Incoming::Kind::CALL ||
+        (incoming.kind == Incoming::Kind::SIGNAL && incoming.subscription->callback == nullptr)) {
+        Deliver(std::move(incoming), std::move(message));
+    } else {
+        CallBack(incoming, std::move(message));
+    }
+}
+
+void Endpoint::Deliver(Incoming incoming, TCMessage message) {
+    auto delivery =
+        std::make_unique<Delivery>(shared_from_this(), std::move(incoming), std::move(message));
+    TCEventIO* target = nullptr;
+    bool transfer = false;
+    {
+        const Callback callback(*this);
+        if (!callback.IsOpen()) {
+            return;
+        }
+        transfer =
+            callback.Server().IfTransferMessage(delivery->Sender(), delivery->Message(), target);
+    }
+    if (transfer && target != nullptr) {
+        TCEvent event;
+        event.handler = delivery.get();
+        delivery->owner = target;
+        if (LiveQueues::Get().Push(target, event)) {
+            delivery.release(); // the queue clears it, and it deletes itself
+            return;
+        }
+    }
+    delivery->Run();
+}
+
+void Endpoint::CallBack(const Incoming& incoming, TCMessage message) {
+    const Callback callback(*this);
+    if (!callback.IsOpen()) {
+        return;
+    }
+    if (incoming.kind == Incoming::Kind::REPLY) {
+        callback.Server().IfMessageReplied(incoming.sender.c_str(), &message);
+    } else {
+        const Subscription& subscription = *incoming.subscription;
+        subscription.callback(incoming.sender.c_str(), incoming.signal, &message,
+                              subscription.userData);
+    }
+}
+
+} // namespace Quill
