@@ -26,7 +26,7 @@ if(HEARTHD_SANITIZE)
         -fno-sanitize-recover=undefined)
     # g++ takes fields of the standard library for uninitialised there, in <regex> for one.
     add_compile_options(${HEARTHD_SANITIZE_FLAGS} -O1
-        $<$<CXX_COMPILER_ID:GNU>:-Wno-error=maybe-uninitialized>)
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     add_link_options(${HEARTHD_SANITIZE_FLAGS})
 endif()
 # What every program of a sanitizer's build carries.

@@ -61,6 +61,7 @@ std::size_t CountFromGnuHash(const std::uint32_t* table) {
 // The linker has made the addresses of most parts absolute; the kernel's own part keeps its own.
 template <typename T>
 const T* Absolute(const dl_phdr_info& part, Address address) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): that is what the tables hold
     return reinterpret_cast<const T*>(address < part.dlpi_addr ? address + part.dlpi_addr
                                                                : address);
 }
@@ -71,8 +72,7 @@ SymbolTable TableOf(const dl_phdr_info& part) {
         if (part.dlpi_phdr[i].p_type != PT_DYNAMIC) {
             continue;
         }
-        const auto* entry =
-            reinterpret_cast<const ElfW(Dyn)*>(part.dlpi_addr + part.dlpi_phdr[i].p_vaddr);
+        const auto* entry = Absolute<ElfW(Dyn)>(part, part.dlpi_phdr[i].p_vaddr);
         for (; entry->d_tag != DT_NULL; ++entry) {
             const Address address = entry->d_un.d_ptr;
             if (entry->d_tag == DT_SYMTAB) {
@@ -124,6 +124,7 @@ int LookInto(dl_phdr_info* part, std::size_t /*size*/, void* data) {
 
 } // namespace
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the search writes to it
 bool ProcedureName(std::uintptr_t address, char* name, std::size_t size, std::uintptr_t& offset) {
     Search search{address, name, size};
     dl_iterate_phdr(LookInto, &search);

@@ -52,6 +52,7 @@ int ReadLine(pid_t thread, std::uintptr_t address, std::string& line) {
         const std::size_t size =
             std::min<std::size_t>(LONGEST_LINE - line.size(), page - from % page);
         const iovec local{part.data(), size};
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): an address of another process
         const iovec remote{reinterpret_cast<void*>(from), size};
         const ssize_t count = process_vm_readv(thread, &local, 1, &remote, 1, 0);
         if (count <= 0) {

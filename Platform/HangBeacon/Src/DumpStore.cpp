@@ -69,8 +69,8 @@ fs::path DumpStore::Add(const Dump& dump) {
     std::snprintf(number.data(), number.size(), "%06u", m_count++ % 1000000U);
     std::string time = TimeText(dump.time);
     std::erase_if(time, [](char c) { return c == '-' || c == ':'; });
-    const fs::path path = m_folder / (std::string(PREFIX) + time + '-' + number.data() + '-' +
-                                      std::to_string(dump.process) + ".txt");
+    fs::path path = m_folder / (std::string(PREFIX) + time + '-' + number.data() + '-' +
+                                std::to_string(dump.process) + ".txt");
     // Who looks into the folder sees whole files only.
     const fs::path unfinished = m_folder / ("." + path.filename().string());
     std::ofstream file(unfinished, std::ios::trunc);

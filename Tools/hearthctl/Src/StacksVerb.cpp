@@ -34,7 +34,7 @@ std::string Demangled(const std::string& name) {
 // "(poll+0x4f)" as "poll+0x4f", with the address ahead; a line of another form as it stands.
 std::string Frame(const std::string& line) {
     const std::size_t thread = line.find(')');
-    const std::string text = thread == std::string::npos ? line : line.substr(thread + 1);
+    std::string text = thread == std::string::npos ? line : line.substr(thread + 1);
     const std::size_t open = text.find(": (");
     const std::size_t plus = text.rfind("+0x");
     if (open == std::string::npos || plus == std::string::npos || plus < open ||
