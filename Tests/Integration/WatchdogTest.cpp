@@ -195,6 +195,23 @@ TEST_P(WatchdogDevice, IsShownByHearthctlWithNamesThatPeopleRead) {
     EXPECT_THAT(nowhere.Errors(), HasSubstr("cannot read the dumps in /nowhere"));
 }
 
+// A hand-over waits once, and a signal ends that wait as any wake-up without a cause would.
+TEST_F(Watchdog, EndsTheWaitForAStartThatIsUnderWay) {
+    daemon.AddServices({{"hanging", {.library = "libhanging_start.so", .launchType = 1}}});
+    StartWatching();
+    RawClient dead;
+    dead.RequestName("marrow.ser.client.PID_4711");
+    dead.Send(ROUTER, "probe", R"({"do":"sleep","ms":8000})");
+    Program start({HEARTHCTL, "start", "hanging"});
+    ASSERT_TRUE(daemon.WaitForLog("> Starting service['slow_start']"));
+    LeaveCrashFile("4711");
+    EXPECT_EQ(start.Wait(), 1);
+    EXPECT_EQ(start.Output(), "State successfully changed to loaded\n"
+                              "Failed to change status. Current service status is loaded\n");
+    EXPECT_EQ(CountOf(daemon.Log(), CRASHED), 1);
+    EXPECT_EQ(CountOf(daemon.Log(), "> Timeout 10 seconds occured!"), 0) << "it was no time-out";
+}
+
 // 200 crash files in a burst while 8 clients call 4 services.
 TEST_F(Watchdog, KeepsAnsweringWhileOneDumpChasesTheOther) {
     constexpr int CRASHES = 200;

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+
+#include "IListenable.h"
+#include "Job.h"
+#include "Worker.h"
+
+namespace marrow::evt {
+
+/// How every proxy delivers: a job with a copy of the event, queued on the worker that the listener
+/// names. No listener runs on the thread that an event arrives on.
+template <typename T>
+void Deliver(typename IListenable<T>::IListener& listener, const T& event) {
+    auto job = std::make_unique<ser::Job>([&listener, event] { listener.OnEvent(event); });
+    const std::shared_ptr<ser::Worker> worker = listener.GetWorker();
+    ser::Job* queued = job.release();
+    worker->Do(queued);
+}
+
+} // namespace marrow::evt
