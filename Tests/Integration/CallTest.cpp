@@ -49,6 +49,7 @@ TEST_F(Call, ForALazyServiceFailsToBeDelivered) {
 
 TEST_F(Call, ForAServiceThatIsLoadedButNotStartedFailsToBeDelivered) {
     EXPECT_EQ(client.Call(ROUTER, "failing", "{}").payload, DELIVERY_FAILED);
+    EXPECT_TRUE(daemon.WaitForLog("> Service does not exist or is not started"));
     EXPECT_TRUE(daemon.WaitForLog("> service['failing'] service is not started"));
     EXPECT_EQ(CountOf(daemon.Output(), "failing_CALL_API"), 0);
 }
@@ -110,6 +111,16 @@ TEST_F(Call, ForABusyServiceWaitsAndIsPendingWhileItDoes) {
     ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
     EXPECT_EQ(client.Call(ROUTER, "probe2", R"({"a":1})").payload, R"({"a":1})");
     EXPECT_TRUE(daemon.WaitForLog("> 1 pending messages")) << "the busy one's";
+}
+
+// Asking a busy service for its state waits for it, on the thread that all messages come through.
+TEST_F(Call, BehindOneForABusyServiceWaitsUntilThatServiceIsDone) {
+    RawClient busy;
+    busy.Send(ROUTER, "probe", R"({"do":"sleep","ms":700})");
+    ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
+    client.Send(ROUTER, "probe", R"({"a":1})"); // one sender: the order is kept
+    EXPECT_EQ(client.Call(ROUTER, "probe2", R"({"a":2})").payload, R"({"a":2})");
+    EXPECT_GE(CountOf(daemon.Output(), "tag: probe_CALL_API "), 1) << "the busy call was over";
 }
 
 } // namespace

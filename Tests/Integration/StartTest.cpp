@@ -97,6 +97,49 @@ TEST_F(Start, LeavesAServiceWithAWrongPathNotLoadedAndStartsTheRest) {
     EXPECT_EQ(CountOf(daemon.Output(), "wrong_LOAD"), 0) << "a failed stage prints nothing";
 }
 
+TEST_F(Start, LeavesAServiceWithoutAPathNotLoadedAndStartsTheRest) {
+    daemon.AddManifest("bare.json", R"({"bare":{"priority":9}})");
+    daemon.AddService("probe", {.library = "libprobe.so"});
+    StartAndWait();
+    EXPECT_TRUE(daemon.WaitForLog("> failed to load library. Error msg: no path is given"));
+    EXPECT_TRUE(daemon.WaitForLog("> failed to load bare service"));
+    EXPECT_TRUE(daemon.WaitForLog("> started probe"));
+}
+
+TEST_F(Start, SkipsAFolderThatIsNamedLikeAManifest) {
+    daemon.AddManifestFolder("folder.json");
+    daemon.AddService("probe", {.library = "libprobe.so"});
+    StartAndWait();
+    EXPECT_EQ(CountOf(daemon.Log(), "> configuration loading failed! Check file and syntax"), 1);
+    EXPECT_TRUE(daemon.WaitForLog("> started probe"));
+}
+
+TEST_F(Start, BringsTwoDeclarationsOfOneNameToOneObject) {
+    daemon.AddServices({{"a", {.library = "libprobe2.so"}}, {"probe", {.library = "libprobe.so"}}});
+    daemon.AddService("probe", {.library = "libprobe.so", .priority = 9});
+    StartAndWait();
+    const std::string log = daemon.Log();
+    EXPECT_EQ(CountOf(log, "> service already created"), 1);
+    EXPECT_EQ(CountOf(log, "> started probe\n"), 2);
+}
+
+TEST_F(Start, GoesOnWhereTheServiceManagerCannotBeReached) {
+    daemon.SetEnvironment("NOTIFY_SOCKET", "/nowhere/at/all");
+    daemon.AddService("probe", {.library = "libprobe.so"});
+    StartAndWait();
+    RawClient client;
+    EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");
+    EXPECT_TRUE(daemon.IsRunning());
+}
+
+TEST_F(Start, BringsUpTheRouterThenTheManagerThenTheDebugShell) {
+    StartAndWait();
+    ASSERT_TRUE(daemon.WaitForLog("> Creating command objects"));
+    const std::string log = daemon.Log();
+    EXPECT_LT(log.find("> Watchdog Created"), log.find("> init\n"));
+    EXPECT_LT(log.find("> autostart done"), log.find("> Creating command objects"));
+}
+
 TEST_F(Start, EndsWithAManifestValueThatDoesntConvert) {
     daemon.AddManifest("wrong.json", R"({"a":{"lib_path":"x","priority":"high"}})");
     daemon.Start();

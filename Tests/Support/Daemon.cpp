@@ -67,6 +67,10 @@ void Daemon::AddManifest(const std::string& fileName, const std::string& text) {
     std::ofstream(m_app + "/etc/manifests/" + fileName) << text;
 }
 
+void Daemon::AddManifestFolder(const std::string& name) {
+    fs::create_directory(m_app + "/etc/manifests/" + name);
+}
+
 void Daemon::AddService(const std::string& name, const Manifest& manifest) {
     AddServices({{name, manifest}});
 }

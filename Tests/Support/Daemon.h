@@ -26,6 +26,7 @@ public:
 
     // Before Start.
     void AddManifest(const std::string& fileName, const std::string& text);
+    void AddManifestFolder(const std::string& name);
     void AddService(const std::string& name, const Manifest& manifest);
     /// In one file, in which they are read in alphabetical order; files come in no order at all.
     void AddServices(const std::map<std::string, Manifest>& services);

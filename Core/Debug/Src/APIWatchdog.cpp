@@ -5,9 +5,9 @@
 // the whole path tried again, which moves the watch down, at last to the directory itself; the
 // files that were quicker than that watch are looked up then. From there it never climbs again.
 //
-// The loop is one blocking read in one job that never ends by itself. It reads from a copy of the
-// descriptor: the destructor doesn't wait for it, and all that the read brings then are events
-// without a name, which touch nothing of this object.
+// The loop is one blocking read in one job that never ends by itself. It keeps the descriptor's
+// number: the destructor closes it and doesn't wait for the loop, and all that a read brings then
+// are events without a name, which touch nothing of this object.
 
 #include "APIWatchdog.h"
 

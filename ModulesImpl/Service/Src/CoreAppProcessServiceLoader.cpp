@@ -32,9 +32,11 @@ service_context_t* CoreAppProcessServiceLoader::Load(service_info_t info) {
         LOGE("service load_type does not match this IServiceLoader.");
         return nullptr;
     }
-    void* const handle = dlopen(info.lib_path.c_str(), RTLD_NOW);
+    // An empty path would open this program itself, which is no library of a service.
+    const bool hasPath = !info.lib_path.empty();
+    void* const handle = hasPath ? dlopen(info.lib_path.c_str(), RTLD_NOW) : nullptr;
     if (handle == nullptr) {
-        LOGE("failed to load library. Error msg: %s", LastError());
+        LOGE("failed to load library. Error msg: %s", hasPath ? LastError() : "no path is given");
         return nullptr;
     }
     auto* const service = ReadVariable<IService*>(handle, "g_service");

@@ -30,6 +30,13 @@ namespace {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
+// A folder opens as a file does, and fails at the first read: from within the library as an
+// exception.
+bool CanBeRead(std::istream& stream) {
+    stream.peek();
+    return !stream.bad();
+}
+
 bool Parse(std::istream& stream, Json::Value& root) {
     Json::Reader reader;
     return reader.parse(stream, root, false);
@@ -85,7 +92,7 @@ void ServiceManager::LoadServiceManifest(std::string path) {
     LOGI("loading configuration %s", path.c_str());
     Json::Value root;
     std::ifstream stream(path);
-    if (!stream.fail() && Parse(stream, root)) {
+    if (!stream.fail() && CanBeRead(stream) && Parse(stream, root)) {
         stream.close();
         for (auto member = root.begin(); member != root.end(); ++member) {
             const service_info_t info = ToServiceInfo(member.name(), *member);

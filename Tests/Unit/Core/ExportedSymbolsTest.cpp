@@ -175,6 +175,8 @@ TEST(ExportedSymbols, HoldTheOperationsOfTheModules) {
                     "ServiceFactory::CreateIServiceProxy(marrow::ser::IService*)",
                     "ServiceFactory::DeleteIService(marrow::ser::IService*)",
                     "ServiceLoader::Get(marrow::ser::LoadType)",
+                    "ServiceManager::LoadServiceManiests()",
+                    "ServiceManager::LoadServiceManifest(std::string)",
                     "ServiceManager::GetServiceList()",
                     "ServiceManager::GetServiceByName(std::string)",
                     "ServiceManager::StartAutostartService(marrow::mgr::IServiceControl*)",

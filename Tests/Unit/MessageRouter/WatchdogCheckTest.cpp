@@ -91,6 +91,13 @@ TEST_F(WatchdogCheck, OfAnEmptyTableSaysThatItWasCalledAndNoMore) {
     EXPECT_EQ(SaidOf("4711"), Texts{Executed("4711")});
 }
 
+TEST_F(WatchdogCheck, KnowsTheLastSenderOfAMessageThatWasEnteredTwice) {
+    Enter({"marrow.ser.client.PID_1"});
+    entered = 0;
+    Enter({"marrow.ser.client.PID_2"});
+    EXPECT_EQ(SaidOf("1"), (Texts{Executed("1"), Pending("marrow.ser.client.PID_2")}));
+}
+
 TEST_F(WatchdogCheck, HasTheThreadsDumpedForACallerThatHasCrashed) {
     Enter({"marrow.ser.client.PID_4711"});
     EXPECT_EQ(SaidOf("4711"),

@@ -13,6 +13,8 @@
 #include "NullServiceProxy.h"
 #include "Service.h"
 #include "Text.h"
+#include "WorkerFactory.h"
+#include "WorkerTools.h"
 
 namespace {
 
@@ -216,6 +218,20 @@ TEST_F(CoreLoader, HandsTheServicesWorkerToTheCleaner) {
     service_context_t* const context = Load("probed");
     ASSERT_NE(context, nullptr);
     m_loader.Unload(context);
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_INFO, "~Worker[probed]"));
+}
+
+TEST_F(CoreLoader, DoesNotWaitForTheEndOfTheServicesWorker) {
+    service_context_t* const context = Load("probed");
+    ASSERT_NE(context, nullptr);
+    const auto finish = std::make_shared<Gate>();
+    auto busy = marrow::ser::WorkerFactory::Get().GetWorker("Busy");
+    Post(busy, [finish] { finish->Wait(); });
+    busy.reset(); // the cleaner has to wait for this one first
+    EXPECT_TRUE(m_loader.Unload(context));
+    EXPECT_FALSE(IsMapped("probed"));
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, "~Worker[probed]"), 0);
+    finish->Open();
     EXPECT_TRUE(LogCapture::WaitFor(DLOG_INFO, "~Worker[probed]"));
 }
 

@@ -185,8 +185,11 @@ TEST(HandOverLimit, EndsACallWithAnEmptyMessageAndNoWord) {
     EXPECT_TRUE(call.result.payload.empty());
     EXPECT_EQ(call.result.subject, "");
     EXPECT_TEN_SECONDS(call.took);
-    EXPECT_EQ(LogCapture::CountBeginning(DLOG_WARN, ""), 0);
-    EXPECT_EQ(LogCapture::CountBeginning(DLOG_ERROR, ""), 0);
+    for (const LogCapture::Line& line : LogCapture::Lines()) { // the worker's, and no other
+        EXPECT_TRUE(line.text.starts_with("Worker[") || line.text.starts_with("Executing job[") ||
+                    line.text.starts_with("SetLocalWorker = "))
+            << line.text;
+    }
     finish.Open();
 }
 

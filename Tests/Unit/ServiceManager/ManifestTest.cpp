@@ -104,6 +104,7 @@ TEST_F(Manifest, StoresTypesWithoutLookingAtTheirRange) {
                   line.text.find("load_type: UNKNOWN\nlaunch_type: UNKNOWN") != std::string::npos;
     }
     EXPECT_TRUE(printed);
+    ASSERT_TRUE(LogCapture::WaitFor(DLOG_INFO, "~Worker[Init]"));
     EXPECT_TRUE(FakeFactory::Get().calls.empty()) << "it doesn't start by itself";
 }
 

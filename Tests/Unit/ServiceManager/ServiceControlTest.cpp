@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <thread>
-
+#include "Caller.h"
 #include "Dlog.h"
 #include "FakeServices.h"
 #include "Gate.h"
 #include "LogCapture.h"
 #include "PerformanceMonitor.h"
+#include "PrivateMember.h"
 #include "ServiceControl.h"
 #include "WorkerFactory.h"
 
@@ -35,6 +34,14 @@ struct Records : RecordHandler {
     std::vector<std::string> tags;
     void handle(record_t record) override { tags.push_back(record.tag); }
 };
+
+struct ControlMutex : PrivateMember<ControlMutex, marrow::base::SpinningMutex ServiceControl::*> {};
+
+} // namespace
+
+template struct ExposeMember<ControlMutex, &ServiceControl::m_mutex>;
+
+namespace {
 
 class ServiceControlTest : public testing::Test {
 protected:
@@ -167,7 +174,7 @@ TEST_F(ServiceControlTest, HasNoWorkerUntilItIsLoaded) {
 }
 
 TEST_F(ServiceControlTest, RefusesACallUntilItIsStartedAndTimesNothing) {
-    Records records;
+    static Records records; // handlers are never removed
     PerformanceMonitor::Get().AddRecordHandler(&records);
     bool called = false;
     factory.proxy.onCall = [&](const TCMessage& message) {
@@ -176,10 +183,12 @@ TEST_F(ServiceControlTest, RefusesACallUntilItIsStartedAndTimesNothing) {
     };
     TCMessage message;
     message.payload["a"] = 1;
+    message.subject = "probe";
     EXPECT_TRUE(control.CallAPI(message).payload.empty());
+    EXPECT_EQ(control.CallAPI(message).subject, "");
     control.Load();
     EXPECT_TRUE(control.CallAPI(message).payload.empty());
-    EXPECT_EQ(LogCapture::Count(DLOG_WARN, "service['probe'] service is not started"), 2);
+    EXPECT_EQ(LogCapture::Count(DLOG_WARN, "service['probe'] service is not started"), 3);
     EXPECT_FALSE(called);
     EXPECT_TRUE(records.tags.empty());
 }
@@ -198,34 +207,54 @@ TEST_F(ServiceControlTest, CallsThroughItsProxyAndTimesIt) {
     EXPECT_EQ(records.tags, (std::vector<std::string>{"probe_CALL_API"}));
 }
 
-TEST_F(ServiceControlTest, MakesEverybodyWaitForACallThatIsRunning) {
-    Gate inCall;
+// Whoever asks meanwhile sleeps on the lock; what needs none doesn't.
+class ServiceControlLock : public ServiceControlTest {
+protected:
+    template <typename Operation>
+    void ExpectThatEverybodyWaitsFor(Operation operation) {
+        Caller running([&] {
+            operation();
+            return true;
+        });
+        ASSERT_TRUE(inside.Wait());
+        Caller state([&] { return control.GetState(); });
+        Caller worker([&] { return control.GetWorker() == nullptr; });
+        EXPECT_TRUE(state.IsBlockedBy(control.*MemberOf(ControlMutex())));
+        EXPECT_TRUE(worker.IsBlockedBy(control.*MemberOf(ControlMutex())));
+        EXPECT_EQ(control.GetName(), "probe");
+        goOn.Open();
+    }
+
+    bool Enter() {
+        inside.Open();
+        return goOn.Wait();
+    }
+
+    Gate inside;
     Gate goOn;
-    std::atomic<bool> returned{false};
+};
+
+TEST_F(ServiceControlLock, IsHeldThroughACall) {
     factory.proxy.onCall = [&](const TCMessage& message) {
-        inCall.Open();
-        goOn.Wait();
-        returned = true;
+        Enter();
         return message;
     };
     control.Load();
     control.Start();
-    std::thread caller([&] { control.CallAPI({}); });
-    ASSERT_TRUE(inCall.Wait());
-    std::atomic<bool> asking{false};
-    std::thread asker([&] {
-        asking = true;
-        EXPECT_EQ(control.GetState(), State::STARTED);
-        EXPECT_TRUE(returned) << "the state came out in the middle of a call";
-    });
-    while (!asking) {
-        std::this_thread::yield();
-    }
-    EXPECT_EQ(control.GetName(), "probe") << "what needs no lock doesn't wait";
-    EXPECT_EQ(LogCapture::CountBeginning(DLOG_DEBUG, "service['probe'] state is"), 0);
-    goOn.Open();
-    caller.join();
-    asker.join();
+    ExpectThatEverybodyWaitsFor([&] { control.CallAPI({}); });
+}
+
+TEST_F(ServiceControlLock, IsHeldThroughAStart) {
+    factory.service.onStart = [&] { return Enter(); };
+    control.Load();
+    ExpectThatEverybodyWaitsFor([&] { control.Start(); });
+}
+
+TEST_F(ServiceControlLock, IsHeldThroughAStop) {
+    factory.service.onStop = [&] { return Enter(); };
+    control.Load();
+    control.Start();
+    ExpectThatEverybodyWaitsFor([&] { control.Stop(); });
 }
 
 TEST_F(ServiceControlTest, RunsOneCallAtATime) {

@@ -72,9 +72,10 @@ TEST_F(ServiceManagerTest, StartsByPriorityAloneTheHighestFirst) {
     Declare("c", 30);
     Declare("d", 255);
     Declare("e", 0);
+    Declare("f", 300); // which is 44 in eight bits
     ServiceManager manager;
     WaitForAutostart();
-    EXPECT_EQ(Created(), (std::vector<std::string>{"d", "b", "c", "a", "e"}));
+    EXPECT_EQ(Created(), (std::vector<std::string>{"d", "b", "f", "c", "a", "e"}));
 }
 
 TEST_F(ServiceManagerTest, DoesntLookAtDependencies) {

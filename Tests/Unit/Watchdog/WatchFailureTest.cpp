@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
 
 #include "DeathTest.h"
 #include "FaultyCalls.h"
@@ -101,6 +103,20 @@ TEST_F(WatchFailure, AddWatchSaysWhetherTheWatchIsInPlace) {
     FaultyCalls::FailInotifyAddWatch(ENOSPC);
     EXPECT_FALSE(watchdog->AddWatch(CORE));
     EXPECT_THAT(watchdog.Watched(), IsEmpty());
+}
+
+TEST_F(WatchFailure, OfTheSignalHandlerMakesALaterDumpEndTheProcess) {
+    UseFreshProcesses();
+    EXPECT_EXIT(
+        {
+            FaultyCalls::FailSigaction(EINVAL);
+            FaultyCalls::FailInotifyInit(EMFILE);
+            APIWatchdog watchdog([](const std::string&) {});
+            std::thread other([] { pause(); });
+            watchdog.PrintInfo();
+            other.join();
+        },
+        testing::KilledBySignal(APIWatchdog::SIGNAL), "");
 }
 
 // It relies on a directory whose root is there; nothing else stops it.
