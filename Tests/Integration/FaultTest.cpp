@@ -61,9 +61,9 @@ TEST_F(Fault, OfTheBusEndsWithItsReturn) {
         ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
         bus.Kill();
     }
-    ASSERT_TRUE(daemon.WaitForLog("has lost the bus"));
+    ASSERT_TRUE(daemon.WaitForLog(std::string("endpoint ") + ROUTER + " has lost the bus"));
     bus.Start();
-    ASSERT_TRUE(daemon.WaitForLog("is on the bus again"));
+    ASSERT_TRUE(daemon.WaitForLog(std::string("endpoint ") + ROUTER + " is on the bus again"));
     RawClient client;
     EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");
     client.Call(ROUTER, "probe", R"({"a":2})");
@@ -73,6 +73,8 @@ TEST_F(Fault, OfTheBusEndsWithItsReturn) {
     listener.Match("type='signal',interface='quill.Endpoint1'");
     client.Call(ROUTER, "probe", R"({"do":"notify","subject":"news"})");
     EXPECT_TRUE(listener.Next().has_value());
+    // The debug shell comes back by itself too.
+    EXPECT_TRUE(daemon.WaitForLog("endpoint debugshell_C is on the bus again"));
 }
 
 TEST_F(Fault, OfAReplyThatIsTooLargeIsTheCallersAlone) {
