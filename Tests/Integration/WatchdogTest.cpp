@@ -40,12 +40,21 @@ protected:
                       ("17322" + std::to_string(number) + ".client.x86_64." + pid + ".coredump"));
     }
 
+    // Has the client of process 4711 call the service, and waits until the call is in delivery.
+    void CallAndStayPending(const std::string& service, const std::string& payload) {
+        pending.RequestName("marrow.ser.client.PID_4711");
+        pending.Send(ROUTER, service, payload);
+        ASSERT_TRUE(daemon.WaitForLog("> Calling [" + service + "] API"));
+    }
+
     // Starts the daemon with the folder of crash files there and watched.
     void StartWatching() {
         fs::create_directories(CrashFolder());
         StartAndWait();
         ASSERT_TRUE(daemon.WaitForLog("> Watchdog started"));
     }
+
+    RawClient pending;
 };
 
 enum class Device { FILE_SYSTEM, SYSTEM_CALL_FILTER };
@@ -146,10 +155,7 @@ TEST_P(WatchdogDevice, GetsTheStackOfEveryThreadWhileTheCallOfADeadClientIsStill
 
 TEST_F(Watchdog, DumpsNothingForAProcessThatHasNoCallHere) {
     StartWatching();
-    RawClient client;
-    client.RequestName("marrow.ser.client.PID_4711");
-    client.Send(ROUTER, "probe", R"({"do":"sleep","ms":300})");
-    ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
+    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("probe", R"({"do":"sleep","ms":300})"));
     LeaveCrashFile("4712");
     ASSERT_TRUE(daemon.WaitForLog("> Watchdog callback executed for 4712"));
     ASSERT_TRUE(daemon.WaitForLog("> Pending messge: from marrow.ser.client.PID_4711 to probe"));
@@ -172,10 +178,7 @@ TEST_F(Watchdog, FindsAFolderOfCrashFilesThatComesLater) {
 
 TEST_P(WatchdogDevice, IsShownByHearthctlWithNamesThatPeopleRead) {
     StartWatching();
-    RawClient client;
-    client.RequestName("marrow.ser.client.PID_4711");
-    client.Send(ROUTER, "probe", R"({"do":"hang","ms":1500})");
-    ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
+    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("probe", R"({"do":"hang","ms":1500})"));
     LeaveCrashFile("4711");
     ASSERT_NE(Beacon::WaitForDumpIn(dumps), "");
     Program stacks({HEARTHCTL, "stacks", "--folder", dumps});
@@ -199,9 +202,7 @@ TEST_P(WatchdogDevice, IsShownByHearthctlWithNamesThatPeopleRead) {
 TEST_F(Watchdog, EndsTheWaitForAStartThatIsUnderWay) {
     daemon.AddServices({{"hanging", {.library = "libhanging_start.so", .launchType = 1}}});
     StartWatching();
-    RawClient dead;
-    dead.RequestName("marrow.ser.client.PID_4711");
-    dead.Send(ROUTER, "probe", R"({"do":"sleep","ms":8000})");
+    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("probe", R"({"do":"sleep","ms":8000})"));
     Program start({HEARTHCTL, "start", "hanging"});
     ASSERT_TRUE(daemon.WaitForLog("> Starting service['slow_start']"));
     LeaveCrashFile("4711");
@@ -221,10 +222,7 @@ TEST_F(Watchdog, KeepsAnsweringWhileOneDumpChasesTheOther) {
         {{"third", {.library = "libprobe3.so"}}, {"fourth", {.library = "libprobe4.so"}}});
     StartWatching();
     const std::vector<std::string> services{"probe", "probe2", "third", "fourth"};
-    RawClient dead;
-    dead.RequestName("marrow.ser.client.PID_4711");
-    dead.Send(ROUTER, "fourth", R"({"do":"sleep","ms":3000})");
-    ASSERT_TRUE(daemon.WaitForLog("> Calling [fourth] API"));
+    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("fourth", R"({"do":"sleep","ms":3000})"));
 
     std::atomic<int> answered{0};
     std::vector<std::thread> clients;
@@ -250,7 +248,7 @@ TEST_F(Watchdog, KeepsAnsweringWhileOneDumpChasesTheOther) {
     const std::string log = daemon.Log();
     EXPECT_EQ(CountOf(log, "> Threads dumps"), CRASHES);
     EXPECT_EQ(CountOf(log, CRASHED), CRASHES);
-    EXPECT_EQ(dead.Call(ROUTER, "fourth", R"({"a":1})").payload, R"({"a":1})");
+    EXPECT_EQ(pending.Call(ROUTER, "fourth", R"({"a":1})").payload, R"({"a":1})");
 }
 
 } // namespace

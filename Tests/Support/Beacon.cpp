@@ -3,9 +3,8 @@
 
 #include <algorithm>
 #include <csignal>
-#include <fstream>
-#include <sstream>
 
+#include "ReadFile.h"
 #include "WaitUntil.h"
 
 namespace fs = std::filesystem;
@@ -35,11 +34,9 @@ std::vector<fs::path> Beacon::DumpsIn(const std::string& folder) {
 }
 
 std::string Beacon::WaitForDumpIn(const std::string& folder, std::size_t count) {
-    std::ostringstream text;
-    if (WaitUntil([&] { return DumpsIn(folder).size() >= count; })) {
-        text << std::ifstream(DumpsIn(folder).back()).rdbuf();
-    }
-    return text.str();
+    return WaitUntil([&] { return DumpsIn(folder).size() >= count; })
+               ? ReadFile(DumpsIn(folder).back())
+               : std::string();
 }
 
 int Beacon::End() {

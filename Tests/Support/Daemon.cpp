@@ -6,13 +6,13 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "ReadFile.h"
 #include "WaitUntil.h"
 
 namespace fs = std::filesystem;
@@ -20,12 +20,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* APP = "/usr/apps/org.norvane.hearthd";
-
-std::string Read(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
 
 } // namespace
 
@@ -171,11 +165,11 @@ pid_t Daemon::Pid() const {
 }
 
 std::string Daemon::Log() const {
-    return Read(m_folder + "/log");
+    return ReadFile(m_folder + "/log");
 }
 
 std::string Daemon::Output() const {
-    return Read(m_folder + "/output");
+    return ReadFile(m_folder + "/output");
 }
 
 bool Daemon::WaitForLog(const std::string& text, int count) const {

@@ -9,21 +9,15 @@
 #include <filesystem>
 #include <fstream>
 #include <pty.h>
-#include <sstream>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "ReadFile.h"
 #include "WaitUntil.h"
 
 namespace {
-
-std::string Read(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
 
 void Redirect(const std::string& path, int flags, int descriptor) {
     const int file = open(path.c_str(), flags, 0600);
@@ -112,7 +106,7 @@ bool Program::WaitForOutput(const std::string& text) {
 
 std::string Program::Output() {
     if (m_terminal < 0) {
-        return Read(m_folder + "/out");
+        return ReadFile(m_folder + "/out");
     }
     ReadTerminal();
     std::string text = m_screen;
@@ -123,7 +117,7 @@ std::string Program::Output() {
 }
 
 std::string Program::Errors() const {
-    return Read(m_folder + "/err");
+    return ReadFile(m_folder + "/err");
 }
 
 void Program::ReadTerminal() {

@@ -3,8 +3,8 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
+
+#include "ReadFile.h"
 
 namespace {
 
@@ -20,17 +20,13 @@ protected:
     void Run(const std::string& command) {
         const std::string log = folder + "/log";
         if (std::system((command + " >" + log + " 2>&1").c_str()) != 0) {
-            std::ostringstream text;
-            text << std::ifstream(log).rdbuf();
-            FAIL() << command << "\n" << text.str();
+            FAIL() << command << "\n" << ReadFile(log);
         }
     }
 
     // As its author would drop it: the library somewhere, the manifest with the others.
     void Drop(const std::string& manifestFile, const std::string& library) {
-        std::ostringstream manifest;
-        manifest << std::ifstream(manifestFile).rdbuf();
-        std::string text = manifest.str();
+        std::string text = ReadFile(manifestFile);
         const std::string installed = "/usr/apps/org.norvane.hearthd/lib/services/liboutside.so";
         ASSERT_NE(text.find(installed), std::string::npos) << text;
         text.replace(text.find(installed), installed.size(), library);

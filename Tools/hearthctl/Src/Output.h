@@ -25,7 +25,7 @@ std::string Printable(std::string text);
 /// The lines of a text, without their newlines.
 std::vector<std::string> Lines(std::string_view text);
 
-/// A name and a state. The colour is for a terminal.
+/// A name, and a state or nothing.
 using Row = std::pair<std::string, std::string>;
 
 /// Prints two aligned columns under a heading.
