@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "DataSubscriber.h"
+
+namespace tvservice {
+
+DataSubscriber::DataSubscriber(ScreenKey screen, WakeUp wakeUp)
+    : m_screen(screen), m_table(std::move(wakeUp)) {}
+
+int DataSubscriber::SubscribeData(Callback callback, void* user, int& id) {
+    if (callback == nullptr) {
+        return 0;
+    }
+    id = m_nextId++; // ahead of the first callback
+    m_table.Set(id, std::make_shared<Subscription>(callback, user));
+    return 1;
+}
+
+int DataSubscriber::UnsubscribeData(int id) {
+    const std::shared_ptr<Subscription> subscription = m_table.Remove(id);
+    if (!subscription) {
+        return 0;
+    }
+    subscription->gate.Close();
+    return 1;
+}
+
+} // namespace tvservice

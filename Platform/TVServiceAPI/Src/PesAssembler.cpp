@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "PesAssembler.h"
+
+#include <algorithm>
+
+namespace tvservice {
+
+PesAssembler::PesAssembler(PesSink& sink, Counters& counters, std::size_t limit)
+    : m_sink(sink), m_counters(counters), m_limit(limit) {}
+
+void PesAssembler::Reset() {
+    m_continuity.Reset();
+    m_bytes.clear();
+    m_underWay = false;
+}
+
+void PesAssembler::Push(const TsPacket& packet) {
+    if (packet.payload.empty()) {
+        return;
+    }
+    switch (m_continuity.Follow(packet)) {
+    case Continuity::Step::Repeated:
+        return;
+    case Continuity::Step::Gap:
+        ++m_counters.gaps;
+        m_damaged = true;
+        break;
+    case Continuity::Step::Next:
+        m_damaged = m_damaged || packet.discontinuity;
+        break;
+    }
+    if (packet.unitStart) {
+        Flush();
+        Begin(packet.payload);
+    } else if (m_underWay) {
+        Add(packet.payload);
+    }
+}
+
+void PesAssembler::Flush() {
+    if (m_underWay) {
+        Finish(m_damaged || m_length.has_value()); // one that says its length isn't whole yet
+    }
+}
+
+void PesAssembler::Begin(Bytes payload) {
+    if (!PesHeader::IsStart(payload)) {
+        ++m_counters.badPes;
+        return;
+    }
+    m_length = PesHeader::LengthOf(payload);
+    m_underWay = true;
+    m_damaged = false;
+    m_bytes.clear();
+    m_bytes.reserve(std::min(m_length.value_or(0), m_limit));
+    Add(payload);
+}
+
+void PesAssembler::Add(Bytes payload) {
+    const std::size_t limit = std::min(m_length.value_or(m_limit), m_limit);
+    const Bytes wanted = payload.first(std::min(payload.size(), limit - m_bytes.size()));
+    m_bytes.insert(m_bytes.end(), wanted.begin(), wanted.end());
+    if (m_bytes.size() == limit) {
+        Finish(m_damaged || m_length != limit);
+    }
+}
+
+void PesAssembler::Finish(bool damaged) {
+    m_underWay = false;
+    if (damaged) {
+        ++m_counters.badPes;
+    }
+    m_sink.OnPes(m_bytes, damaged);
+    m_bytes.clear();
+}
+
+} // namespace tvservice

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Section.h"
+
+#include <array>
+
+namespace tvservice {
+
+namespace {
+
+constexpr std::uint8_t TIME_OFFSET_TABLE = 0x73; // short, and with a CRC_32 (EN 300 468, 5.2.6)
+constexpr std::size_t LONG_BYTES = 8 + Section::CRC_BYTES; // the least that the long form needs
+
+constexpr std::array<std::uint32_t, 256> MakeCrcTable() {
+    std::array<std::uint32_t, 256> table{};
+    for (std::uint32_t byte = 0; byte < 256; ++byte) {
+        std::uint32_t crc = byte << 24;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = crc << 1 ^ ((crc >> 31) != 0 ? 0x04C11DB7U : 0U);
+        }
+        table[byte] = crc;
+    }
+    return table;
+}
+
+constexpr std::array<std::uint32_t, 256> CRC_TABLE = MakeCrcTable();
+
+// ISO/IEC 13818-1, annex A: 0 for bytes that end with their own CRC_32.
+std::uint32_t Crc(Bytes bytes) {
+    std::uint32_t crc = 0xFFFFFFFF;
+    for (const std::uint8_t byte : bytes) {
+        crc = crc << 8 ^ CRC_TABLE[(crc >> 24) ^ byte];
+    }
+    return crc;
+}
+
+} // namespace
+
+Section::Section(Bytes bytes) : m_bytes(bytes) {
+    const bool saysLong = (bytes[1] & 0x80) != 0;
+    m_isLong = saysLong && bytes.size() >= LONG_BYTES;
+    if (saysLong || TableId() == TIME_OFFSET_TABLE) {
+        m_isIntact = bytes.size() >= START_BYTES + CRC_BYTES && Crc(bytes) == 0;
+    } else {
+        m_isIntact = true;
+    }
+}
+
+std::uint32_t Section::Fingerprint() const {
+    // An intact CRC_32 at the end makes the CRC of the whole the same for all.
+    const bool endsWithCrc = m_isLong && m_isIntact;
+    return Crc(endsWithCrc ? m_bytes.first(m_bytes.size() - CRC_BYTES) : m_bytes);
+}
+
+} // namespace tvservice
