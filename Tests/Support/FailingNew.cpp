@@ -39,3 +39,17 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
+
+// Arrays too: a sanitizer's own ones wouldn't come through the above.
+
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}

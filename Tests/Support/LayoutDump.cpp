@@ -60,12 +60,15 @@ std::optional<std::string> BehindBar(const std::string& line) {
     return line.substr(bar + 3);
 }
 
-// "bool Class::Operation(int) [pure]" becomes "Class::Operation [pure]".
+// "bool Class::Operation(int) [pure]" becomes "Class::Operation [pure]". What stands between < and
+// > belongs to the name, its blanks too.
 std::string OperationName(const std::string& entry) {
-    const auto arguments = entry.find('(');
-    const auto before = entry.substr(0, arguments);
-    auto start = before.rfind(' ');
-    start = start == std::string::npos ? 0 : start + 1;
+    const auto before = entry.substr(0, entry.find('('));
+    auto start = before.size();
+    for (int depth = 0; start != 0 && (before[start - 1] != ' ' || depth != 0); --start) {
+        depth += before[start - 1] == '>' ? 1 : 0;
+        depth -= before[start - 1] == '<' ? 1 : 0;
+    }
     std::string name = before.substr(start);
     name.erase(0, name.find_first_not_of("*&"));
     for (const char* remark : {" [pure]", " [complete]", " [deleting]"}) {

@@ -10,11 +10,11 @@
 namespace marrow::evt {
 
 /// How every proxy delivers: a job with a copy of the event, queued on the worker that the listener
-/// names. No listener runs on the thread that an event arrives on.
+/// names. No listener runs on the thread that an event arrives on. There must be one.
 template <typename T>
-void Deliver(typename IListenable<T>::IListener& listener, const T& event) {
-    auto job = std::make_unique<ser::Job>([&listener, event] { listener.OnEvent(event); });
-    const std::shared_ptr<ser::Worker> worker = listener.GetWorker();
+void Deliver(typename IListenable<T>::IListener* listener, const T& event) {
+    auto job = std::make_unique<ser::Job>([listener, event] { listener->OnEvent(event); });
+    const std::shared_ptr<ser::Worker> worker = listener->GetWorker();
     ser::Job* queued = job.release();
     worker->Do(queued);
 }

@@ -72,7 +72,7 @@ template <typename Key, typename Args>
 void SubscriptionManager<Key, Args>::NotifyAll(Key key, Args& args) {
     const base::MutexLock lock(m_mutex);
     for (IListener* listener : m_subscribers[key]) {
-        Deliver<Args>(*listener, args);
+        Deliver<Args>(listener, args);
     }
 }
 

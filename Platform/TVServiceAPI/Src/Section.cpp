@@ -46,9 +46,14 @@ Section::Section(Bytes bytes) : m_bytes(bytes) {
 }
 
 std::uint32_t Section::Fingerprint() const {
-    // An intact CRC_32 at the end makes the CRC of the whole the same for all.
-    const bool endsWithCrc = m_isLong && m_isIntact;
-    return Crc(endsWithCrc ? m_bytes.first(m_bytes.size() - CRC_BYTES) : m_bytes);
+    if (!m_isLong || !m_isIntact) {
+        return Crc(m_bytes);
+    }
+    std::uint32_t crc = 0; // the section has it already
+    for (const std::uint8_t byte : m_bytes.last(CRC_BYTES)) {
+        crc = crc << 8 | byte;
+    }
+    return crc;
 }
 
 } // namespace tvservice

@@ -37,7 +37,7 @@ public:
     /// CRC_32 is right, or there is none.
     bool IsIntact() const { return m_isIntact; }
 
-    /// Of the bytes as they are, CRC_32 included where there is one: tells contents apart.
+    /// A CRC of its contents, which tells them apart.
     std::uint32_t Fingerprint() const;
 
 private:

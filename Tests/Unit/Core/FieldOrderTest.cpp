@@ -188,4 +188,89 @@ TEST(FieldOrder, OfTheDebugShellsMessenger) {
                      "marrow::dbg::ICommand* m_handler", "std::mutex m_mutex"}));
 }
 
+TEST(FieldOrder, OfTheTvLibrarysRecords) {
+    EXPECT_EQ(FieldsOf("TSSignalData"), (Names{"std::uint32_t value", "std::uint32_t extra"}));
+    EXPECT_EQ(Layouts().Bases("TSCaption"), Names{});
+    EXPECT_EQ(FieldsOf("TSCaption"),
+              (Names{"std::uint32_t word_a", "std::uint8_t byte_b", "std::uint32_t word_c",
+                     "std::vector<unsigned char> bytes"}));
+    const Names packet = FieldsOf("TSPESData");
+    ASSERT_GE(packet.size(), 4U); // what stands ahead of these is the library's affair
+    EXPECT_EQ(Names(packet.end() - 4, packet.end()),
+              (Names{"std::uint32_t word_a", "std::uint16_t short_b", "std::uint32_t word_c",
+                     "std::vector<unsigned char> bytes"}));
+    EXPECT_EQ(Layouts().VirtualTables("TSPESData"), LayoutDump::Tables{});
+}
+
+TEST(FieldOrder, OfTheTvEvents) {
+    EXPECT_EQ(FieldsOf("marrow::evt::tvs_event_t"),
+              (Names{"EProfile profile", "unsigned short screen", "ESignalType signal"}));
+    EXPECT_EQ(FieldsOf("marrow::evt::tvs_event_args_t"),
+              (Names{"marrow::evt::tvs_event_t event", "TSSignalData data"}));
+    EXPECT_EQ(FieldsOf("marrow::evt::tvs_section_event_arg_t"),
+              (Names{"bool flag", "unsigned short size", "std::shared_ptr<unsigned char> data",
+                     "int subscriber_id"}));
+    EXPECT_EQ(FieldsOf("marrow::evt::tvs_program_event_arg_t"),
+              (Names{"EProgramChangeType change_type", "std::shared_ptr<TCProgramData> program",
+                     "int param", "int subscriber_id"}));
+    EXPECT_EQ(FieldsOf("marrow::evt::tvs_pes_event_arg_t"),
+              (Names{"std::uint32_t word_a", "unsigned short short_b", "std::uint32_t word_c",
+                     "std::shared_ptr<unsigned char> data", "int size"}));
+}
+
+TEST(FieldOrder, OfTheSubscriptionManagerAndTheSignalsProxy) {
+    const std::string source = "marrow::evt::IListenable<marrow::evt::tvs_event_args_t>";
+    const std::string manager = "marrow::evt::SubscriptionManager<marrow::evt::tvs_event_t, "
+                                "marrow::evt::tvs_event_args_t>";
+    EXPECT_EQ(Layouts().Bases(source), Names{});
+    EXPECT_EQ(FieldsOf(source), Names{});
+    EXPECT_EQ(FieldsOf(source + "::IListener"), Names{});
+    EXPECT_EQ(Layouts().Bases(manager), Names{source});
+    EXPECT_EQ(FieldsOf(manager),
+              (Names{"std::mutex m_mutex", "std::map<marrow::evt::tvs_event_t, std::vector<" +
+                                               source + "::IListener*>> m_subscribers"}));
+    EXPECT_EQ(Layouts().Bases("marrow::evt::TVSEventProxy"), Names{manager});
+    EXPECT_EQ(FieldsOf("marrow::evt::TVSEventProxy"), Names{"ISignalSubscriber* m_subscriber"});
+}
+
+TEST(FieldOrder, OfTheOtherTvProxies) {
+    const auto source = [](const std::string& event) {
+        return "marrow::evt::IListenable<" + event + ">";
+    };
+    const std::string program = source("marrow::evt::tvs_program_event_arg_t");
+    const std::string caption = source("TSCaption");
+    const std::string packet = source("marrow::evt::tvs_pes_event_arg_t");
+
+    EXPECT_EQ(Layouts().Bases("marrow::evt::TVSSectionEventProxy"),
+              Names{source("marrow::evt::tvs_section_event_arg_t")});
+    EXPECT_EQ(FieldsOf("marrow::evt::TVSSectionEventProxy"),
+              (Names{"ISectionSubscriber* m_subscriber", "int m_next_id",
+                     "std::map<int, marrow::evt::TVSSectionEventProxy::tvs_section_subscriber_t> "
+                     "m_subscribers",
+                     "std::mutex m_mutex"}));
+    const Names subscriber =
+        FieldsOf("marrow::evt::TVSSectionEventProxy::tvs_section_subscriber_t");
+    ASSERT_EQ(subscriber.size(), 2U);
+    EXPECT_EQ(subscriber[0], "int handle");
+    EXPECT_THAT(subscriber[1], testing::EndsWith("IListener* listener"));
+
+    EXPECT_EQ(Layouts().Bases("marrow::evt::TVSProgramEventProxy"), Names{program});
+    EXPECT_EQ(
+        FieldsOf("marrow::evt::TVSProgramEventProxy"),
+        (Names{"IProgramSubscriber* m_subscriber",
+               "std::map<int, " + program + "::IListener*> m_subscribers", "std::mutex m_mutex"}));
+
+    EXPECT_EQ(Layouts().Bases("marrow::evt::TVSCaptionEventProxy"), Names{caption});
+    EXPECT_EQ(
+        FieldsOf("marrow::evt::TVSCaptionEventProxy"),
+        (Names{"IDataSubscriber* m_subscriber", "int m_subscription_id",
+               "std::vector<" + caption + "::IListener*> m_listeners", "std::mutex m_mutex"}));
+
+    EXPECT_EQ(Layouts().Bases("marrow::evt::TVSPESEventProxy"), Names{packet});
+    EXPECT_EQ(
+        FieldsOf("marrow::evt::TVSPESEventProxy"),
+        (Names{"std::vector<" + packet + "::IListener*> m_listeners",
+               "IPESDataSubscriber* m_subscriber", "int m_subscription_id", "std::mutex m_mutex"}));
+}
+
 } // namespace

@@ -237,4 +237,78 @@ TEST(VirtualSlots, OfTheDebugShellsChannelsStandInTheirOrder) {
                "marrow::dbg::DbusIPC::IfMessageReceived", "Quill::TCServer::IfMessageReplied"}));
 }
 
+TEST(VirtualSlots, OfTheTvLibrarysSubscribersStandInTheirOrder) {
+    EXPECT_EQ(SlotsOf("ISignalSubscriber"),
+              (Slots{"ISignalSubscriber::~ISignalSubscriber [complete]",
+                     "ISignalSubscriber::~ISignalSubscriber [deleting]",
+                     "ISignalSubscriber::SubscribeSignal [pure]",
+                     "ISignalSubscriber::UnsubscribeSignal [pure]"}));
+    EXPECT_EQ(SlotsOf("IDataSubscriber"), (Slots{"IDataSubscriber::~IDataSubscriber [complete]",
+                                                 "IDataSubscriber::~IDataSubscriber [deleting]",
+                                                 "IDataSubscriber::SubscribeData [pure]",
+                                                 "IDataSubscriber::UnsubscribeData [pure]"}));
+}
+
+// An operation that the proxies never call stands among those that they do.
+TEST(VirtualSlots, OfTheTvLibrarysSubscribersLeaveRoomForOneOperationMore) {
+    const Slots section = SlotsOf("ISectionSubscriber");
+    ASSERT_EQ(section.size(), 5U);
+    EXPECT_EQ(section[0], "ISectionSubscriber::~ISectionSubscriber [complete]");
+    EXPECT_EQ(section[1], "ISectionSubscriber::~ISectionSubscriber [deleting]");
+    EXPECT_EQ(section[2], "ISectionSubscriber::SubscribeSection [pure]");
+    EXPECT_EQ(section[4], "ISectionSubscriber::UnsubscribeSection [pure]");
+    const Slots program = SlotsOf("IProgramSubscriber");
+    ASSERT_EQ(program.size(), 6U);
+    EXPECT_EQ(program[0], "IProgramSubscriber::~IProgramSubscriber [complete]");
+    EXPECT_EQ(program[1], "IProgramSubscriber::~IProgramSubscriber [deleting]");
+    EXPECT_EQ(program[2], "IProgramSubscriber::SubscribeProgram [pure]");
+    EXPECT_EQ(program[4], "IProgramSubscriber::SubscribeProgramListPF [pure]");
+    EXPECT_EQ(program[5], "IProgramSubscriber::SubscribeProgramList [pure]");
+    const Slots packets = SlotsOf("IPESDataSubscriber");
+    ASSERT_EQ(packets.size(), 5U);
+    EXPECT_EQ(packets[0], "IPESDataSubscriber::~IPESDataSubscriber [complete]");
+    EXPECT_EQ(packets[1], "IPESDataSubscriber::~IPESDataSubscriber [deleting]");
+    EXPECT_EQ(packets[2], "IPESDataSubscriber::SubscribePESData [pure]");
+    EXPECT_EQ(packets[4], "IPESDataSubscriber::UnsubscribePESData [pure]");
+}
+
+TEST(VirtualSlots, OfTheTvLibrarysDataAreDestructors) {
+    EXPECT_EQ(SlotsOf("TCProgramData"), (Slots{"TCProgramData::~TCProgramData [complete]",
+                                               "TCProgramData::~TCProgramData [deleting]"}));
+    EXPECT_EQ(SlotsOf("TSCaption"),
+              (Slots{"TSCaption::~TSCaption [complete]", "TSCaption::~TSCaption [deleting]"}));
+}
+
+TEST(VirtualSlots, OfEventSourcesAndTheirListenersStandInTheirOrder) {
+    const std::string source = "marrow::evt::IListenable<marrow::evt::tvs_event_args_t>::";
+    EXPECT_EQ(SlotsOf("marrow::evt::IListenable"),
+              (Slots{source + "~IListenable [complete]", source + "~IListenable [deleting]"}));
+    EXPECT_EQ(SlotsOf(source + "IListener"), (Slots{source + "IListener::GetWorker [pure]",
+                                                    source + "IListener::OnEvent [pure]"}));
+    const std::string manager = "marrow::evt::SubscriptionManager<marrow::evt::tvs_event_t, "
+                                "marrow::evt::tvs_event_args_t>::";
+    EXPECT_EQ(SlotsOf("marrow::evt::SubscriptionManager"),
+              (Slots{manager + "~SubscriptionManager [complete]",
+                     manager + "~SubscriptionManager [deleting]", manager + "OnFirstSubCb",
+                     manager + "OnLastUnsubCb"}));
+}
+
+TEST(VirtualSlots, OfTheTvProxiesStandInTheirOrder) {
+    const auto destructors = [](const std::string& name) {
+        return Slots{"marrow::evt::" + name + "::~" + name + " [complete]",
+                     "marrow::evt::" + name + "::~" + name + " [deleting]"};
+    };
+    Slots signals = destructors("TVSEventProxy");
+    signals.insert(signals.end(), {"marrow::evt::TVSEventProxy::OnFirstSubCb",
+                                   "marrow::evt::TVSEventProxy::OnLastUnsubCb"});
+    EXPECT_EQ(SlotsOf("marrow::evt::TVSEventProxy"), signals);
+    Slots sections = destructors("TVSSectionEventProxy");
+    sections.insert(sections.end(), {"marrow::evt::TVSSectionEventProxy::Subscribe",
+                                     "marrow::evt::TVSSectionEventProxy::Unsubscribe"});
+    EXPECT_EQ(SlotsOf("marrow::evt::TVSSectionEventProxy"), sections);
+    for (const char* name : {"TVSProgramEventProxy", "TVSCaptionEventProxy", "TVSPESEventProxy"}) {
+        EXPECT_EQ(SlotsOf("marrow::evt::" + std::string(name)), destructors(name));
+    }
+}
+
 } // namespace

@@ -8,7 +8,12 @@
 #include "ConfigAccessor.h"
 #include "DbusIPC.h"
 #include "IConfig.h"
+#include "IDataSubscriber.h"
+#include "IPESDataSubscriber.h"
+#include "IProgramSubscriber.h"
+#include "ISectionSubscriber.h"
 #include "IServiceControl.h"
+#include "ISignalSubscriber.h"
 #include "Job.h"
 #include "MessageRouter.h"
 #include "Messenger.h"
@@ -28,6 +33,13 @@
 #include "TCEvent.h"
 #include "TCServer.h"
 #include "TCTask.h"
+#include "TSCaption.h"
+#include "TSPESData.h"
+#include "TVSCaptionEventProxy.h"
+#include "TVSEventProxy.h"
+#include "TVSPESEventProxy.h"
+#include "TVSProgramEventProxy.h"
+#include "TVSSectionEventProxy.h"
 #include "WorkerFactory.h"
 
 namespace layouts {
@@ -75,13 +87,45 @@ void VirtualTables(marrow::dbg::ICommand* command, marrow::dbg::ServiceCommand* 
     Delete(command, serviceCommand, channel, dbus, stream);
 }
 
+void VirtualTables(ISignalSubscriber* signals, ISectionSubscriber* sections,
+                   IProgramSubscriber* programs, IDataSubscriber* captions,
+                   IPESDataSubscriber* packets, TCProgramData* program, TSCaption* caption) {
+    Delete(signals, sections, programs, captions, packets, program, caption);
+}
+
+using SignalListener = marrow::evt::IListenable<marrow::evt::tvs_event_args_t>::IListener;
+
+void VirtualTables(marrow::evt::IListenable<marrow::evt::tvs_event_args_t>* source,
+                   SignalListener* listener,
+                   marrow::evt::SubscriptionManager<marrow::evt::tvs_event_t,
+                                                    marrow::evt::tvs_event_args_t>* manager) {
+    Delete(source, manager);
+    (void)listener->GetWorker();
+}
+
+void VirtualTables(marrow::evt::TVSEventProxy* signals, marrow::evt::TVSSectionEventProxy* sections,
+                   marrow::evt::TVSProgramEventProxy* programs,
+                   marrow::evt::TVSCaptionEventProxy* captions,
+                   marrow::evt::TVSPESEventProxy* packets) {
+    Delete(signals, sections, programs, captions, packets);
+}
+
 // Classes whose fields are wanted.
 template <typename... T>
 constexpr bool ARE_KNOWN = (... && (sizeof(T) != 0));
-static_assert(
-    ARE_KNOWN<record_t, PerformanceMonitor, PrintRecordHandler, ModuleClass<Thing>,
-              Quill::TCMessage, marrow::ser::service_info_t, service_context_t,
-              marrow::ser::WorkerFactory, ServiceControl, ServiceManager,
-              marrow::msg::MessageRouter, marrow::dbg::Messenger, marrow::dbg::CommandManager>);
+static_assert(ARE_KNOWN<record_t, PerformanceMonitor, PrintRecordHandler, ModuleClass<Thing>,
+                        Quill::TCMessage, marrow::ser::service_info_t, service_context_t,
+                        marrow::ser::WorkerFactory, ServiceControl, ServiceManager,
+                        marrow::msg::MessageRouter, marrow::dbg::Messenger,
+                        marrow::dbg::CommandManager, TSSignalData, TSPESData, TSCaption,
+                        marrow::evt::tvs_event_args_t, marrow::evt::tvs_section_event_arg_t,
+                        marrow::evt::tvs_program_event_arg_t, marrow::evt::tvs_pes_event_arg_t>);
+
+// A private one: an explicit instantiation may name it.
+template <typename T>
+struct Known {
+    static_assert(sizeof(T) != 0);
+};
+template struct Known<marrow::evt::TVSSectionEventProxy::tvs_section_subscriber_t>;
 
 } // namespace layouts

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// What the fuzzer has found stays found, and streams that are damaged in every way that a fixed
+// seed makes. The sanitizers tell what is read or written where nothing is.
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <random>
+
+#include "Sample.h"
+#include "StreamCore.h"
+#include "StreamMaker.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace {
+
+using namespace std::chrono_literals;
+using streammaker::Bytes;
+
+Bytes Stream(streammaker::VideoCodec codec) {
+    streammaker::SampleOptions options;
+    options.duration = 4s;
+    options.codec = codec;
+    options.muxRate = 400'000;
+    return streammaker::MakeSample(options).Make(options.duration);
+}
+
+class DamagedStream : public testing::TestWithParam<streammaker::VideoCodec> {
+protected:
+    const Bytes stream = Stream(GetParam());
+
+    StreamCore::Sums Play(const Bytes& bytes, std::size_t piece = 188 * 7) {
+        StreamCore core;
+        for (std::size_t at = 0; at < bytes.size(); at += piece) {
+            core.Push(std::span(bytes).subspan(at, std::min(piece, bytes.size() - at)));
+        }
+        core.Break();
+        return core.Seen();
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(, DamagedStream,
+                         testing::Values(streammaker::VideoCodec::MPEG2,
+                                         streammaker::VideoCodec::H264),
+                         [](const auto& parameter) {
+                             return parameter.param == streammaker::VideoCodec::H264 ? "H264"
+                                                                                     : "Mpeg2";
+                         });
+
+TEST_P(DamagedStream, BringsEverythingWhileItIsWhole) {
+    const StreamCore::Sums whole = Play(stream);
+    EXPECT_EQ(whole.packets, stream.size() / 188);
+    EXPECT_GT(whole.sections, 20U);
+    EXPECT_GT(whole.notices, 10U);
+    EXPECT_GT(whole.captions, 50U);
+    EXPECT_GT(whole.pes, 50U);
+    // The same in any pieces.
+    for (const std::size_t piece : {1UL, 100UL, 189UL, 65536UL}) {
+        const StreamCore::Sums pieces = Play(stream, piece);
+        EXPECT_EQ(pieces.packets, whole.packets) << piece;
+        EXPECT_EQ(pieces.captions, whole.captions) << piece;
+        EXPECT_EQ(pieces.sections, whole.sections) << piece;
+    }
+}
+
+TEST_P(DamagedStream, IsFoundAgainBehindBytesThatAreNoPackets) {
+    Bytes damaged(stream.begin(), stream.begin() + 188 * 100);
+    damaged.insert(damaged.end(), 1000, 0x47);
+    damaged.insert(damaged.end(), 77, 0x00);
+    damaged.insert(damaged.end(), stream.begin() + 188 * 100, stream.end());
+    const StreamCore::Sums seen = Play(damaged);
+    // A few at the seam are no packets of the stream, or lost.
+    EXPECT_NEAR(static_cast<double>(seen.packets), static_cast<double>(stream.size()) / 188, 10);
+}
+
+TEST_P(DamagedStream, KeepsStepOverAWrongSyncByte) {
+    Bytes damaged = stream;
+    damaged[188 * 50] = 0;
+    EXPECT_EQ(Play(damaged).packets, stream.size() / 188 - 1);
+}
+
+TEST_P(DamagedStream, MayEndAnywhere) {
+    for (std::size_t size = 0; size < 188 * 60; size += 13) {
+        Play(Bytes(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size)));
+    }
+}
+
+TEST_P(DamagedStream, MayHaveAnyWrongBits) {
+    for (unsigned seed = 0; seed < 60; ++seed) {
+        std::mt19937 random(seed);
+        Bytes damaged = stream;
+        const std::size_t count = 1 + random() % 3000;
+        for (std::size_t bit = 0; bit < count; ++bit) {
+            damaged[random() % damaged.size()] ^= static_cast<std::uint8_t>(1U << random() % 8);
+        }
+        Play(damaged);
+    }
+}
+
+// Inside of packets, so that the step stays and what stands in them is wrong.
+TEST_P(DamagedStream, MayHaveAnyWrongFields) {
+    for (unsigned seed = 0; seed < 60; ++seed) {
+        std::mt19937 random(seed);
+        Bytes damaged = stream;
+        for (std::size_t packet = 0; packet < damaged.size(); packet += 188) {
+            if (random() % 4 == 0) {
+                // Flags, adaptation field, pointer, lengths: most stands at the begin.
+                damaged[packet + 3 + random() % 20] = static_cast<std::uint8_t>(random());
+            }
+        }
+        Play(damaged);
+    }
+}
+
+TEST_P(DamagedStream, MayLoseRepeatAndSwapPackets) {
+    for (unsigned seed = 0; seed < 40; ++seed) {
+        std::mt19937 random(seed);
+        Bytes damaged;
+        for (std::size_t packet = 0; packet < stream.size(); packet += 188) {
+            const auto begin = stream.begin() + static_cast<std::ptrdiff_t>(packet);
+            const unsigned copies = random() % 8 == 0 ? random() % 3 : 1;
+            for (unsigned copy = 0; copy < copies; ++copy) {
+                damaged.insert(damaged.end(), begin, begin + 188);
+            }
+        }
+        for (unsigned swap = 0; swap < 20; ++swap) {
+            const std::size_t one = random() % (damaged.size() / 188) * 188;
+            const std::size_t other = random() % (damaged.size() / 188) * 188;
+            std::swap_ranges(damaged.begin() + static_cast<std::ptrdiff_t>(one),
+                             damaged.begin() + static_cast<std::ptrdiff_t>(one + 188),
+                             damaged.begin() + static_cast<std::ptrdiff_t>(other));
+        }
+        Play(damaged);
+    }
+}
+
+TEST(TransportStreamCorpus, IsTaken) {
+    std::size_t files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(HEARTHD_CORPUS)) {
+        SCOPED_TRACE(entry.path());
+        std::ifstream file(entry.path(), std::ios::binary);
+        const Bytes bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        ASSERT_FALSE(bytes.empty());
+        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+        ++files;
+    }
+    EXPECT_GT(files, 0U);
+}
+
+} // namespace

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// make-stream: a small transport stream to try a television's services with.
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "Sample.h"
+
+namespace {
+
+using streammaker::SampleOptions;
+using streammaker::StreamTime;
+using streammaker::VideoCodec;
+
+constexpr int FAILED = 1;
+constexpr int USAGE = 2;
+constexpr const char* STANDARD_OUTPUT = "-";
+constexpr const char* DESCRIPTION =
+    "Makes a small MPEG transport stream of two services, \"Hearth One\" and \"Hearth Two\": gray\n"
+    "video, captions (CEA-608) on the first and DVB subtitles on the second, and a guide whose\n"
+    "present event changes in the middle of the stream.";
+constexpr const char* FOOTER =
+    "Exit status: 0 done, 1 the stream cannot be made or written, 2 usage.\n"
+    "Example: make-stream /tmp/hearth.ts --seconds 60 --codec h264 --start 2024-05-01T20:00:00Z";
+
+struct Arguments {
+    std::string out;
+    double seconds = 30;
+    VideoCodec codec = VideoCodec::MPEG2;
+    std::uint64_t rate = SampleOptions().muxRate;
+    std::string start;
+    bool noCaptions = false;
+};
+
+// Seconds since 1970 of a time such as 2024-05-01T20:00:00Z; nothing where it is none.
+std::optional<std::int64_t> ParseUtc(const std::string& text) {
+    std::tm parts{};
+    std::istringstream stream(text);
+    stream >> std::get_time(&parts, "%Y-%m-%dT%H:%M:%S");
+    std::string zone;
+    if (!stream || !(stream >> zone) || zone != "Z") {
+        return std::nullopt;
+    }
+    const std::tm asked = parts;
+    const std::time_t utc = timegm(&parts); // a 31st of April becomes another day
+    if (utc < 0 || parts.tm_mday != asked.tm_mday || parts.tm_min != asked.tm_min) {
+        return std::nullopt;
+    }
+    return utc;
+}
+
+std::string CheckUtc(const std::string& text) {
+    return ParseUtc(text) ? "" : "not a time such as 2024-05-01T20:00:00Z: " + text;
+}
+
+SampleOptions OptionsOf(const Arguments& arguments) {
+    SampleOptions options;
+    options.duration =
+        std::chrono::duration_cast<StreamTime>(std::chrono::duration<double>(arguments.seconds));
+    options.codec = arguments.codec;
+    options.muxRate = arguments.rate;
+    options.utcStart = arguments.start.empty() ? std::time(nullptr) : *ParseUtc(arguments.start);
+    options.captions = !arguments.noCaptions;
+    return options;
+}
+
+void WriteStream(const SampleOptions& options, std::ostream& stream, const std::string& name) {
+    errno = 0;
+    try {
+        streammaker::MakeSample(options).Write(stream, options.duration);
+        stream.flush();
+    } catch (const std::runtime_error&) {
+        if (stream) {
+            throw; // of the making
+        }
+    }
+    if (!stream) {
+        throw std::runtime_error("cannot write " + name + ": " + std::strerror(errno));
+    }
+}
+
+void Make(const Arguments& arguments) {
+    const SampleOptions options = OptionsOf(arguments);
+    if (arguments.out == STANDARD_OUTPUT) {
+        if (isatty(STDOUT_FILENO) == 1) {
+            throw std::runtime_error("a stream isn't for a terminal: name a file");
+        }
+        WriteStream(options, std::cout, "standard output");
+        return;
+    }
+    errno = 0;
+    std::ofstream file(arguments.out, std::ios::binary);
+    if (!file) {
+        throw std::runtime_error("cannot open " + arguments.out + ": " + std::strerror(errno));
+    }
+    WriteStream(options, file, arguments.out);
+}
+
+void AddOptions(CLI::App& app, Arguments& arguments) {
+    app.add_option("OUT", arguments.out, "The file to write, or - for standard output")->required();
+    app.add_option("--seconds", arguments.seconds, "How long the stream is")
+        ->capture_default_str()
+        ->check(CLI::Range(1.0, 86400.0));
+    static const std::map<std::string, VideoCodec> codecs{{"mpeg2", VideoCodec::MPEG2},
+                                                          {"h264", VideoCodec::H264}};
+    app.add_option("--codec", arguments.codec, "The video's codec: mpeg2 (as without it) or h264")
+        ->transform(CLI::CheckedTransformer(codecs).description("CODEC"));
+    app.add_option("--rate", arguments.rate, "Bits a second")
+        ->capture_default_str()
+        ->check(CLI::Range(100'000, 100'000'000));
+    app.add_option("--start", arguments.start,
+                   "The stream's time at its begin, UTC, as 2024-05-01T20:00:00Z (without it: now)")
+        ->check(CLI::Validator(CheckUtc, "UTC"));
+    app.add_flag("--no-captions", arguments.noCaptions, "Leaves the captions out");
+}
+
+// Throws what keeps the stream from being made.
+int RunProgram(int count, char** words) {
+    Arguments arguments;
+    CLI::App app(DESCRIPTION, "make-stream");
+    app.footer(FOOTER);
+    AddOptions(app, arguments);
+    try {
+        app.parse(count, words);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : USAGE;
+    }
+    Make(arguments);
+    return 0;
+}
+
+} // namespace
+
+int main(int count, char** words) {
+    try {
+        return RunProgram(count, words);
+    } catch (const std::exception& exception) {
+        std::cerr << "make-stream: " << exception.what() << '\n';
+        return FAILED;
+    }
+}
