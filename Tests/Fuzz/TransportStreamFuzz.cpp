@@ -5,17 +5,19 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
+#include "Fuzz.h"
 #include "StreamCore.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) {
+int FuzzTransportStream(std::span<const std::uint8_t> input) {
+    if (input.empty()) {
         return 0;
     }
-    const std::size_t piece = data[0] == 0 ? size : data[0] * std::size_t{7};
+    const std::size_t piece = input[0] == 0 ? input.size() : input[0] * std::size_t{7};
     StreamCore core;
-    for (std::size_t at = 1; at < size; at += piece) {
-        core.Push({data + at, std::min(piece, size - at)});
+    for (std::size_t at = 1; at < input.size(); at += piece) {
+        core.Push(input.subspan(at, std::min(piece, input.size() - at)));
     }
     core.Break();
     return 0;

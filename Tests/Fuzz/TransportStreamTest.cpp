@@ -9,11 +9,14 @@
 #include <iterator>
 #include <random>
 
+#include "Demuxer.h"
+#include "Fuzz.h"
 #include "Sample.h"
+#include "SectionBuilder.h"
+#include "SectionRouter.h"
 #include "StreamCore.h"
 #include "StreamMaker.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+#include "TsWriter.h"
 
 namespace {
 
@@ -137,14 +140,73 @@ TEST_P(DamagedStream, MayLoseRepeatAndSwapPackets) {
     }
 }
 
-TEST(TransportStreamCorpus, IsTaken) {
+// The sections of the tables, whole and with a right CRC_32, and wrong inside.
+class SectionCollector final : public tvservice::SectionSink {
+public:
+    void OnSection(const tvservice::Section& section) override {
+        const tvservice::Bytes bytes = section.Whole();
+        sections.emplace_back(bytes.begin(), bytes.end());
+    }
+    std::vector<Bytes> sections;
+};
+
+std::vector<Bytes> SectionsOf(const Bytes& stream, std::uint16_t pid) {
+    tvservice::Demuxer demuxer;
+    tvservice::SectionRouter router(demuxer);
+    SectionCollector collector;
+    router.Add(pid, collector);
+    for (std::size_t at = 0; at < stream.size(); at += 188) {
+        demuxer.Push(std::span<const std::uint8_t, 188>(&stream[at], 188));
+    }
+    return collector.sections;
+}
+
+TEST_P(DamagedStream, MayHaveTablesThatAreWrongBehindARightCrc) {
+    std::vector<std::pair<std::uint16_t, Bytes>> sections;
+    for (const std::uint16_t pid : {0x0000, 0x0100, 0x0200, 0x0011, 0x0012}) {
+        for (const Bytes& section : SectionsOf(stream, pid)) {
+            sections.emplace_back(pid, section);
+        }
+    }
+    ASSERT_GT(sections.size(), 50U);
+    std::size_t notices = 0;
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        std::mt19937 random(seed);
+        streammaker::TsWriter writer;
+        writer.WriteNull(3);
+        for (auto [pid, section] : sections) {
+            const unsigned count = random() % 4;
+            for (unsigned change = 0; change < count; ++change) {
+                section[3 + random() % (section.size() - 3)] = static_cast<std::uint8_t>(random());
+            }
+            streammaker::RenewCrc(section);
+            writer.WriteSection(pid, section);
+        }
+        notices += Play(writer.Take()).notices;
+    }
+    EXPECT_GT(notices, 1000U) << "they come as far as the guide";
+}
+
+struct Corpus {
+    const char* folder;
+    int (*fuzzed)(std::span<const std::uint8_t>);
+};
+class FuzzCorpus : public testing::TestWithParam<Corpus> {};
+
+INSTANTIATE_TEST_SUITE_P(, FuzzCorpus,
+                         testing::Values(Corpus{"ts", FuzzTransportStream},
+                                         Corpus{"tables", FuzzTables}),
+                         [](const auto& parameter) { return parameter.param.folder; });
+
+TEST_P(FuzzCorpus, IsTaken) {
     std::size_t files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(HEARTHD_CORPUS)) {
+    const std::filesystem::path folder = std::filesystem::path(HEARTHD_CORPUS) / GetParam().folder;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         SCOPED_TRACE(entry.path());
         std::ifstream file(entry.path(), std::ios::binary);
         const Bytes bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-        ASSERT_FALSE(bytes.empty());
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+        EXPECT_FALSE(bytes.empty());
+        EXPECT_EQ(GetParam().fuzzed(bytes), 0);
         ++files;
     }
     EXPECT_GT(files, 0U);

@@ -22,12 +22,10 @@ enum ESignalType : int {
 /// - SIGNAL_STREAM_LOST: `value` counts the bytes that were skipped in search of the step so far,
 ///   `extra` the packets with errors.
 /// - SIGNAL_PAT_CHANGED: transport_stream_id and version_number (ISO/IEC 13818-1, 2.4.4.3).
-/// - SIGNAL_PMT_CHANGED: `value` is the program_number (ISO/IEC 13818-1, 2.4.4.8); `extra` holds
-/// the
-///   table's PID in bits 0 to 12 and its version_number in bits 16 to 20.
-/// - SIGNAL_TIME: `value` is UTC in seconds since 1970 (EN 300 468, 5.2.5 and 5.2.6); `extra` is
-/// the
-///   local offset in seconds, an int32_t: that of a TOT's first local_time_offset, else 0.
+/// - SIGNAL_PMT_CHANGED: `value` is the program_number (ISO/IEC 13818-1, 2.4.4.8). `extra` holds
+///   the table's PID in bits 0 to 12 and its version_number in bits 16 to 20.
+/// - SIGNAL_TIME: `value` is UTC in seconds since 1970 (EN 300 468, 5.2.5 and 5.2.6). `extra` is
+///   the local offset in seconds, an int32_t: that of a TOT's first local_time_offset, else 0.
 /// - SIGNAL_END_OF_FILE: `value` counts how often the end was reached, from 1; `extra` is 1 where
 ///   the file begins again, else 0.
 struct TSSignalData {

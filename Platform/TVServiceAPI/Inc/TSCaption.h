@@ -28,7 +28,6 @@ public:
 
     std::uint32_t word_a = 0; ///< an ECaptionFormat
     std::uint8_t byte_b = 0;  ///< 1 where word_c holds a time, else 0
-    std::uint32_t word_c =
-        0; ///< PTS (ISO/IEC 13818-1, 2.4.3.7) divided by two: units of 1/45,000 s
+    std::uint32_t word_c = 0; ///< PTS (ISO/IEC 13818-1, 2.4.3.7) by two: in 1/45,000 s
     std::vector<unsigned char> bytes;
 };

@@ -101,6 +101,10 @@ TEST(MakeStream, BeginsAtTheTimeThatItIsTold) {
                 ElementsAre(0x70, 0x70, 5, 0xEC, 0x0F, 0x20, 0x00, 0x00));
 }
 
+TEST(MakeStream, MayBeginAtMidnight) {
+    EXPECT_EQ(RunWith({"-", "--seconds", "2", "--start", "2024-05-01T00:00:00Z"}).errors, "");
+}
+
 TEST(MakeStream, MakesTheSameStreamEachTime) {
     const std::vector<std::string> arguments{"-", "--seconds", "3", "--start", START};
     const std::string first = RunWith(arguments).output;

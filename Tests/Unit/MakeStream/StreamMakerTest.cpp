@@ -80,7 +80,7 @@ TEST(StreamMaker, TellsTheClockOnAPidOfItsOwnWhereAsked) {
     EXPECT_THAT(reader.Pids(), ElementsAre(0, 0x11, 0x12, 0x14, 0x100, 0x130, 0x200, 0x1FFF));
     EXPECT_EQ(std::count_if(reader.Packets().begin(), reader.Packets().end(),
                             [](const auto& packet) { return packet.pid == 0x130 && packet.pcr; }),
-              33);
+              34);
 }
 
 TEST(StreamMaker, TellsTimesOfPresentationThatWrap) {
@@ -177,6 +177,14 @@ TEST(StreamMaker, SendsWhatIsAddedAtItsTime) {
     EXPECT_EQ(PtsOf(pes.bytes), 1.7 * 90'000);
     EXPECT_EQ(PtsOf(pes.bytes), maker.PtsAt(1500ms));
     EXPECT_THAT(Bytes(pes.bytes.begin() + 14, pes.bytes.end()), ElementsAre(0x20, 0, 0xFF));
+}
+
+TEST(StreamMaker, EndsWithNothingLeftToSend) {
+    StreamMaker maker(TwoServices());
+    maker.AddPes(999ms, 0x501, Bytes(20'000));
+    const PacketReader reader(maker.Make(1s));
+    ASSERT_EQ(reader.PesOf(0x501).size(), 1U);
+    EXPECT_EQ(reader.PesOf(0x501)[0].bytes.size(), 20'000U + 14);
 }
 
 TEST(StreamMaker, PutsCaptionDataIntoTheVeryPicture) {

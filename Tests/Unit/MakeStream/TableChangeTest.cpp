@@ -270,6 +270,17 @@ TEST(TableChange, BringsAServiceBackWithoutThePicturesBetween) {
     EXPECT_GT(SpanOf(reader, 0x200).second, 1.9);
 }
 
+TEST(TableChange, MovesTheMapOfAProgramToAnotherPidAtOnce) {
+    StreamSettings settings;
+    settings.pmtInterval = 900ms;
+    StreamMaker maker(TwoServices(), settings);
+    maker.At(1s, [](Multiplex& multiplex) { multiplex.ServiceOf(1).pmtPid = 0x110; });
+    const PacketReader reader(maker.Make(2s));
+    EXPECT_THAT(VersionsOf(reader.SectionsOf(0)), ElementsAre(0, 1));
+    EXPECT_NEAR(SpanOf(reader, 0x110).first, 1.0, 0.01);
+    EXPECT_LE(SpanOf(reader, 0x100).second, 1.0);
+}
+
 TEST(TableChange, MovesTheVideoToAnotherPid) {
     StreamMaker maker(TwoServices(VideoCodec::H264));
     maker.At(1090ms, [](Multiplex& multiplex) { multiplex.ServiceOf(1).videoPid = 0x111; });

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+// What a fuzzer drives, and what the tests replay. Any input is taken; 0 each time.
+
+/// Bytes of a transport stream.
+int FuzzTransportStream(std::span<const std::uint8_t> input);
+/// Contents of table sections.
+int FuzzTables(std::span<const std::uint8_t> input);
