@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A libFuzzer target: any bytes as the contents of table sections. Each piece of the input is a PID,
-// a length, and a section's bytes; the section gets its right length and CRC_32, which no fuzzer
-// would find, and goes through the library in packets.
+// A libFuzzer target: any bytes as the contents of table sections. Each piece of the input is a
+// PID, a length, and a section's bytes; the section gets its right length and CRC_32, which no
+// fuzzer would find, and goes through the library in packets.
 
 #include <algorithm>
 #include <cstddef>

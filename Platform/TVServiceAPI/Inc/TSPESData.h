@@ -14,8 +14,8 @@ enum EPESDataFlags : unsigned int {
 struct TSPESData {
     std::int32_t profile = 0; ///< an EProfile: of the subscriber
     std::uint32_t screen = 0;
-    std::int32_t subscription = 0; ///< the id that SubscribePESData wrote
-    std::uint32_t word_a = 0; ///< PTS (ISO/IEC 13818-1, 2.4.3.7) by two: in 1/45,000 s
+    std::int32_t subscription = 0;    ///< the id that SubscribePESData wrote
+    std::uint32_t word_a = 0;         ///< PTS (ISO/IEC 13818-1, 2.4.3.7) by two: in 1/45,000 s
     std::uint16_t short_b = 0;        ///< PID
     std::uint32_t word_c = 0;         ///< stream_id (ISO/IEC 13818-1, table 2-22) and EPESDataFlags
     std::vector<unsigned char> bytes; ///< the whole packet from its start code on

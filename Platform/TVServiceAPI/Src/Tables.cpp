@@ -36,8 +36,8 @@ struct LongSection {
     explicit LongSection(const Section& section)
         : tableId(section.TableId()), extension(section.Extension()), version(section.Version()),
           contents(section.Whole().subspan(
-              LONG_HEADER_BYTES,
-              section.Whole().size() - LONG_HEADER_BYTES - Section::CRC_BYTES)) {}
+              LONG_HEADER_BYTES, section.Whole().size() - LONG_HEADER_BYTES - Section::CRC_BYTES)) {
+    }
 
     std::uint8_t tableId;
     std::uint16_t extension;
