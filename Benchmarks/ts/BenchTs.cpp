@@ -15,18 +15,28 @@ std::vector<std::uint16_t> SectionPids() {
     return pids;
 }
 
+std::vector<std::uint16_t> FilterPids() {
+    std::vector<std::uint16_t> pids = SectionPids();
+    pids.resize(FILTERS, EIT_PID);
+    return pids;
+}
+
 int main(int argc, char** argv) try {
     const std::string verb = argc > 1 ? argv[1] : "";
     if (verb == "make" && argc == 5) {
         MakeMultiplex(argv[2], argv[3], static_cast<unsigned>(std::atoi(argv[4])));
         return 0;
     }
-    if (argc != 3 || (verb != "library" && verb != "dvbpsi")) {
-        std::fputs("bench-ts make INPUT OUTPUT COPIES | library FILE | dvbpsi FILE\n", stderr);
+    if (argc != 3 || (verb != "library" && verb != "dvbpsi" && verb != "dvbpsi32")) {
+        std::fputs("bench-ts make INPUT OUTPUT COPIES\n"
+                   "bench-ts library|dvbpsi|dvbpsi32 FILE\n",
+                   stderr);
         return 2;
     }
     const std::string path = argv[2];
-    const RunResult result = verb == "library" ? RunLibrary(path) : RunDvbpsi(path);
+    const RunResult result = verb == "library"  ? RunLibrary(path)
+                             : verb == "dvbpsi" ? RunDvbpsi(path, SectionPids())
+                                                : RunDvbpsi(path, FilterPids());
     const double megabytes = static_cast<double>(std::filesystem::file_size(path)) / 1e6;
     std::printf("%.1f MB/s, %llu sections, %llu captions, %llu PES packets\n",
                 megabytes / result.seconds, static_cast<unsigned long long>(result.sections),

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <array>
 #include <chrono>
 #include <dvbpsi/dvbpsi.h>
 #include <dvbpsi/psi.h>
@@ -23,12 +22,13 @@ void OnSection(dvbpsi_t* /*handle*/, dvbpsi_psi_section_t* section) {
 
 } // namespace
 
-RunResult RunDvbpsi(const std::string& path) {
-    std::vector<dvbpsi_t*> decoders(0x2000, nullptr);
-    for (const std::uint16_t pid : SectionPids()) {
-        decoders[pid] = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
-        decoders[pid]->p_decoder = static_cast<dvbpsi_decoder_t*>(
+RunResult RunDvbpsi(const std::string& path, const std::vector<std::uint16_t>& pids) {
+    std::vector<std::vector<dvbpsi_t*>> decoders(0x2000);
+    for (const std::uint16_t pid : pids) {
+        dvbpsi_t* decoder = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+        decoder->p_decoder = static_cast<dvbpsi_decoder_t*>(
             dvbpsi_decoder_new(OnSection, LONGEST_SECTION, true, sizeof(dvbpsi_decoder_t)));
+        decoders[pid].push_back(decoder);
     }
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) {
@@ -41,16 +41,15 @@ RunResult RunDvbpsi(const std::string& path) {
         for (std::size_t at = 0; at + PACKET_BYTES <= static_cast<std::size_t>(size);
              at += PACKET_BYTES) {
             std::uint8_t* packet = &buffer[at];
-            dvbpsi_t* decoder = decoders[(packet[1] & 0x1FU) << 8 | packet[2]];
-            if (decoder != nullptr) {
+            for (dvbpsi_t* decoder : decoders[(packet[1] & 0x1FU) << 8 | packet[2]]) {
                 dvbpsi_packet_push(decoder, packet);
             }
         }
     }
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     close(file);
-    for (dvbpsi_t* decoder : decoders) {
-        if (decoder != nullptr) {
+    for (const std::vector<dvbpsi_t*>& ofPid : decoders) {
+        for (dvbpsi_t* decoder : ofPid) {
             dvbpsi_decoder_delete(decoder->p_decoder);
             decoder->p_decoder = nullptr;
             dvbpsi_delete(decoder);

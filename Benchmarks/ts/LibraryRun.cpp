@@ -15,8 +15,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned FILTERS = 32;
-
 // Counted on the library's thread, read once it has ended.
 RunResult g_result;
 std::mutex g_mutex;

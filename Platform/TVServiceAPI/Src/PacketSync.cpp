@@ -75,20 +75,16 @@ bool PacketSync::KeepStep() {
     return false;
 }
 
-std::optional<std::span<const std::uint8_t, PACKET_BYTES>> PacketSync::Next() {
-    if (m_inStep && !KeepStep() && m_inStep) {
-        return std::nullopt;
+// To the next packet where it isn't simply there: true where there is one.
+bool PacketSync::Search() {
+    if (m_inStep && KeepStep()) {
+        return true;
     }
     if (!m_inStep) {
         m_inStep = FindStep();
-        if (!m_inStep) {
-            return std::nullopt;
-        }
+        return m_inStep;
     }
-    const std::span<const std::uint8_t, PACKET_BYTES> packet(m_buffer.data() + m_begin,
-                                                             PACKET_BYTES);
-    m_begin += PACKET_BYTES;
-    return packet;
+    return false;
 }
 
 } // namespace tvservice

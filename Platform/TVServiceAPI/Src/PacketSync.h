@@ -22,7 +22,15 @@ public:
     void Filled(std::size_t size);
 
     /// The next packet, or nothing until there are more bytes. It holds until Room is called.
-    std::optional<std::span<const std::uint8_t, PACKET_BYTES>> Next();
+    std::optional<std::span<const std::uint8_t, PACKET_BYTES>> Next() {
+        const bool isThere = m_inStep && Available() >= PACKET_BYTES && IsSync(0);
+        if (!isThere && !Search()) {
+            return std::nullopt;
+        }
+        const std::uint8_t* packet = m_buffer.data() + m_begin;
+        m_begin += PACKET_BYTES;
+        return std::span<const std::uint8_t, PACKET_BYTES>(packet, PACKET_BYTES);
+    }
 
     /// Forgets what is there: what comes next belongs to something else.
     void Clear();
@@ -36,6 +44,7 @@ private:
         return m_buffer[m_begin + packet * PACKET_BYTES] == SYNC_BYTE;
     }
     void Skip(std::size_t size);
+    bool Search();
     bool FindStep();
     bool KeepStep();
 

@@ -13,6 +13,9 @@ template <typename Sink>
 class SinkList {
 public:
     bool IsEmpty() const {
+        if (m_sinks.empty()) {
+            return true;
+        }
         return std::all_of(m_sinks.begin(), m_sinks.end(), [](Sink* sink) { return !sink; });
     }
 

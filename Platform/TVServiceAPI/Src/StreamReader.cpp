@@ -2,6 +2,7 @@
 #include "StreamReader.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <poll.h>
 #include <stdexcept>
 #include <system_error>
@@ -31,11 +32,6 @@ void StreamReader::SetSource(const SourceSettings& settings) {
     m_isEmpty = true;
 }
 
-bool StreamReader::IsPaced() const {
-    return m_settings.pace == SourceSettings::Pace::Clock ||
-           (m_settings.pace == SourceSettings::Pace::ByKind && m_source && m_source->IsFile());
-}
-
 void StreamReader::Wait(int descriptor, Clock::time_point limit) {
     const auto left = limit - Clock::now();
     if (left > Clock::duration::zero()) {
@@ -51,18 +47,29 @@ void StreamReader::Open(Clock::time_point now) {
     m_retry = now + RETRY;
     try {
         m_source = Source::Open(m_settings.address);
-        m_lastError.clear();
-        TVSERVICE_LOG(DLOG_INFO, "the stream comes from %s", m_settings.address.c_str());
-    } catch (const std::runtime_error& error) {
-        if (m_lastError != error.what()) {
-            m_lastError = error.what();
-            TVSERVICE_LOG(DLOG_WARN, "%s; trying again each second", error.what());
+        m_isPaced = m_settings.pace == SourceSettings::Pace::Clock ||
+                    (m_settings.pace == SourceSettings::Pace::ByKind && m_source->IsFile());
+        if (m_lastError.empty()) {
+            TellSource();
         }
+    } catch (const std::runtime_error& error) {
+        TellError(error.what());
     }
 }
 
-StreamReader::Next StreamReader::Read(Clock::time_point limit) {
-    const bool isPaced = IsPaced();
+void StreamReader::TellSource() const {
+    TVSERVICE_LOG(DLOG_INFO, "the stream comes from %s", m_settings.address.c_str());
+}
+
+// Once, while it stays the same.
+void StreamReader::TellError(const std::string& error) {
+    if (m_lastError != error) {
+        m_lastError = error;
+        TVSERVICE_LOG(DLOG_WARN, "%s; trying again each second", error.c_str());
+    }
+}
+
+StreamReader::Next StreamReader::ReadSlowly(Clock::time_point limit) {
     if (m_early == nullptr) {
         const std::optional<Packet> packet = m_sync.Next();
         if (!packet) {
@@ -70,12 +77,12 @@ StreamReader::Next StreamReader::Read(Clock::time_point limit) {
         }
         m_early = packet->data();
         m_isEmpty = false;
-        if (isPaced) {
+        if (m_isPaced) {
             const Clock::time_point now = Clock::now();
             m_due = m_pacer.DueAt(*packet, now).value_or(now);
         }
     }
-    if (isPaced && m_due > Clock::now()) {
+    if (m_isPaced && m_due > Clock::now()) {
         Wait(-1, std::min(m_due, limit));
         if (m_due > Clock::now()) {
             return {};
@@ -99,16 +106,23 @@ StreamReader::Next StreamReader::Fill(Clock::time_point limit) {
         const Source::Result result = m_source->Read(m_sync.Room(Source::LEAST_ROOM));
         switch (result.outcome) {
         case Source::Outcome::Data:
+            if (!m_lastError.empty()) { // it works again
+                m_lastError.clear();
+                TellSource();
+            }
             m_sync.Filled(result.size);
             return {};
         case Source::Outcome::Nothing:
             Wait(m_source->Descriptor(), limit);
             return {};
         case Source::Outcome::End:
+            if (!m_source->IsFile()) { // a device that has been taken away, say
+                throw std::system_error(ENODATA, std::generic_category(), m_settings.address);
+            }
             break;
         }
     } catch (const std::system_error& error) {
-        TVSERVICE_LOG(DLOG_WARN, "%s; opening it again in a second", error.what());
+        TellError(error.what());
         m_source.reset();
         m_retry = now + RETRY;
         return {};

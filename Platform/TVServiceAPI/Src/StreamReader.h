@@ -39,22 +39,33 @@ public:
     void SetSource(const SourceSettings& settings);
 
     /// The next packet, once it is due. Waits until `limit` at most.
-    Next Read(Clock::time_point limit);
+    Next Read(Clock::time_point limit) {
+        if (!m_isPaced && m_early == nullptr) { // the short way
+            if (const std::optional<Packet> packet = m_sync.Next()) {
+                m_isEmpty = false;
+                return {Next::What::Packet, packet->data(), false};
+            }
+        }
+        return ReadSlowly(limit);
+    }
 
     std::uint64_t SkippedBytes() const { return m_sync.SkippedBytes(); }
 
 private:
     void Open(Clock::time_point now);
+    void TellSource() const;
+    void TellError(const std::string& error);
+    Next ReadSlowly(Clock::time_point limit);
     Next Fill(Clock::time_point limit);
     void Wait(int descriptor, Clock::time_point limit);
-    bool IsPaced() const;
 
     const std::shared_ptr<WakeEvent> m_wake;
     SourceSettings m_settings;
     std::unique_ptr<Source> m_source;
     Clock::time_point m_retry{};
-    std::string m_lastError; // told once
+    std::string m_lastError; // the source's, until it brings something
     PacketSync m_sync;
+    bool m_isPaced = false;
     ClockPacer m_pacer;
     const std::uint8_t* m_early = nullptr; // a packet that isn't due yet
     Clock::time_point m_due{};

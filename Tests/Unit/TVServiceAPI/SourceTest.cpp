@@ -161,6 +161,7 @@ TEST_F(SourceTest, IsLookedForUntilItIsThere) {
 TEST_F(SourceTest, IsToldInTheLogWhereItCannotBe) {
     for (const auto& [address, words] : std::map<std::string, std::string>{
              {Folder().string(), Folder().string() + ": Is a directory"},
+             {"/dev/null", "/dev/null: No data available"},
              {"udp://127.0.0.1", "udp://127.0.0.1 has no port"},
              {"udp://host.invalid:5", "udp://host.invalid:5: Name or service not known"},
              {"udp://192.0.2.1:5000", "udp://192.0.2.1:5000: bind: Cannot assign requested "
