@@ -2,13 +2,12 @@
 #pragma once
 
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <pthread.h>
 #include <string>
 
+#include "CountThreads.h"
 #include "Gate.h"
 #include "Job.h"
 #include "Worker.h"
@@ -36,16 +35,4 @@ inline std::string ThreadName() {
     std::array<char, 16> name{};
     pthread_getname_np(pthread_self(), name.data(), name.size());
     return name.data();
-}
-
-/// How many threads of this process bear that name now.
-inline int CountThreads(const std::string& name) {
-    int count = 0;
-    std::error_code gone; // threads may end while we look
-    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task", gone)) {
-        std::ifstream file(thread.path() / "comm");
-        std::string line;
-        count += std::getline(file, line) && line == name ? 1 : 0;
-    }
-    return count;
 }

@@ -7,7 +7,7 @@ using marrow::base::MutexLock;
 
 bool CallbackGate::Enter() {
     const MutexLock lock(m_mutex);
-    if (m_isClosed) {
+    if (m_isClosed || m_tries > 0) {
         return false;
     }
     m_inside = std::this_thread::get_id();
@@ -25,17 +25,30 @@ void CallbackGate::Close() {
     m_isClosed = true;
 }
 
-bool CallbackGate::CloseAndWait(std::optional<std::chrono::milliseconds> limit) {
-    const Clock::time_point deadline = Clock::now() + limit.value_or(std::chrono::hours(24));
+bool CallbackGate::MustWait() const {
+    return m_inside != std::thread::id() && m_inside != std::this_thread::get_id();
+}
+
+void CallbackGate::CloseAndWait() {
     const MutexLock lock(m_mutex);
     m_isClosed = true;
-    while (m_inside != std::thread::id() && m_inside != std::this_thread::get_id()) {
-        if (limit && Clock::now() >= deadline) {
-            m_isClosed = false;
-            return false;
-        }
+    while (MustWait()) {
+        m_left.Wait(m_mutex);
+    }
+}
+
+bool CallbackGate::TryToClose(std::chrono::milliseconds limit) {
+    const Clock::time_point deadline = Clock::now() + limit;
+    const MutexLock lock(m_mutex);
+    ++m_tries;
+    while (MustWait() && Clock::now() < deadline) {
         m_left.WaitUntil(m_mutex, deadline);
     }
+    --m_tries;
+    if (MustWait()) {
+        return false;
+    }
+    m_isClosed = true;
     return true;
 }
 

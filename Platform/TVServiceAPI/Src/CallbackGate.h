@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 #include <thread>
 
 #include "Mutex.h"
@@ -30,16 +29,22 @@ public:
     void Close();
 
     /// The same, and waits for the end of the call that is under way, unless it is the caller that
-    /// is inside of it. Returns false, with the gate open again, where it hasn't ended in time.
-    bool CloseAndWait(std::optional<std::chrono::milliseconds> limit);
+    /// is inside of it.
+    void CloseAndWait();
+
+    /// The same, but where the call hasn't ended in time it returns false and hasn't closed the
+    /// gate.
+    bool TryToClose(std::chrono::milliseconds limit);
 
 private:
     bool Enter();
     void Leave();
+    bool MustWait() const REQUIRES(m_mutex);
 
     marrow::base::Mutex m_mutex;
     marrow::base::Condition m_left;
-    bool m_isClosed GUARDED_BY(m_mutex) = false;
+    bool m_isClosed GUARDED_BY(m_mutex) = false; // for ever
+    unsigned m_tries GUARDED_BY(m_mutex) = 0;    // to close it, under way: no call begins meanwhile
     std::thread::id m_inside GUARDED_BY(m_mutex); // nobody, where it is no thread's
 };
 

@@ -38,15 +38,12 @@ std::uint32_t Crc(Bytes bytes) {
 Section::Section(Bytes bytes) : m_bytes(bytes) {
     const bool saysLong = (bytes[1] & 0x80) != 0;
     m_isLong = saysLong && bytes.size() >= LONG_BYTES;
-    if (saysLong || TableId() == TIME_OFFSET_TABLE) {
-        m_isIntact = bytes.size() >= START_BYTES + CRC_BYTES && Crc(bytes) == 0;
-    } else {
-        m_isIntact = true;
-    }
+    m_hasCrc = saysLong || TableId() == TIME_OFFSET_TABLE;
+    m_isIntact = !m_hasCrc || (bytes.size() >= START_BYTES + CRC_BYTES && Crc(bytes) == 0);
 }
 
 std::uint32_t Section::Fingerprint() const {
-    if (!m_isLong || !m_isIntact) {
+    if (!m_hasCrc || !m_isIntact) {
         return Crc(m_bytes);
     }
     std::uint32_t crc = 0; // the section has it already

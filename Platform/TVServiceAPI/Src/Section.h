@@ -43,6 +43,7 @@ public:
 private:
     Bytes m_bytes;
     bool m_isLong;
+    bool m_hasCrc;
     bool m_isIntact;
 };
 

@@ -33,7 +33,7 @@ int SectionSubscriber::ChangeSection(int handle, TCSectionCriteriaHelper const& 
 // The caller may hold a lock that the callback waits for: hence the limit, and the refusal.
 int SectionSubscriber::UnsubscribeSection(int handle) {
     const std::shared_ptr<SectionFilter> filter = m_table.Find(handle);
-    if (!filter || !filter->gate.CloseAndWait(CALLBACK_LIMIT)) {
+    if (!filter || !filter->gate.TryToClose(CALLBACK_LIMIT)) {
         return 0;
     }
     return m_table.Remove(handle) ? 1 : 0;

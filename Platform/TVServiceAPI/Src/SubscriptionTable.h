@@ -49,21 +49,26 @@ public:
         }
         Pointer subscription = std::move(entry->second);
         m_entries.erase(entry);
+        m_retired.push_back(subscription);
         Changed();
         return subscription;
     }
 
     /// The end of all: no callback comes afterwards.
     void CloseAll() {
-        std::map<Key, Pointer> entries;
+        std::vector<Pointer> all;
         {
             const marrow::base::MutexLock lock(m_mutex);
             m_isClosed = true;
-            entries.swap(m_entries);
+            all.swap(m_retired);
+            for (const auto& [key, subscription] : m_entries) {
+                all.push_back(subscription);
+            }
+            m_entries.clear();
             Changed();
         }
-        for (const auto& [key, subscription] : entries) {
-            subscription->gate.CloseAndWait(std::nullopt);
+        for (const Pointer& subscription : all) {
+            subscription->gate.CloseAndWait();
         }
     }
 
@@ -75,6 +80,7 @@ public:
         }
         const marrow::base::MutexLock lock(m_mutex);
         m_taken = m_changes.load(std::memory_order_relaxed);
+        m_retired.clear(); // no callback is under way here
         list.assign(m_entries.begin(), m_entries.end());
         return true;
     }
@@ -89,7 +95,7 @@ private:
             }
             if (entry != m_entries.end()) {
                 entry->second->gate.Close();
-                entry->second = std::move(subscription);
+                m_retired.push_back(std::exchange(entry->second, std::move(subscription)));
             } else {
                 m_entries.emplace(key, std::move(subscription));
             }
@@ -104,6 +110,9 @@ private:
     const WakeUp m_wakeUp;
     mutable marrow::base::Mutex m_mutex;
     std::map<Key, Pointer> m_entries GUARDED_BY(m_mutex);
+    // Off the table, and maybe with a callback under way: until the library's thread has the new
+    // list.
+    std::vector<Pointer> m_retired GUARDED_BY(m_mutex);
     bool m_isClosed GUARDED_BY(m_mutex) = false;
     std::atomic<unsigned> m_changes{0};
     unsigned m_taken = 0; // the library's thread alone

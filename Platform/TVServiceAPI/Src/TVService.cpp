@@ -26,9 +26,13 @@ TVService::TVService(std::shared_ptr<WakeEvent> wake)
       m_tables(m_router, m_guide, *this), m_thread([this] { Run(); }) {}
 
 TVService::~TVService() {
+    End();
+    m_thread.join();
+}
+
+void TVService::End() {
     m_isEnding = true;
     m_wake->Wake();
-    m_thread.join();
 }
 
 void TVService::SetSubscribers(const Subscribers& subscribers) {
@@ -59,7 +63,7 @@ void TVService::Step() {
         SetFound(false);
     }
     const Clock::time_point limit = std::min(now + LONGEST_WAIT, m_settingsFile.NextPoll());
-    for (unsigned count = 0; count < PACKETS_PER_STEP; ++count) {
+    for (unsigned count = 0; count < PACKETS_PER_STEP && !m_isEnding; ++count) {
         const StreamReader::Next next = m_reader.Read(limit);
         switch (next.what) {
         case StreamReader::Next::What::Packet:

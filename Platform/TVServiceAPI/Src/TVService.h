@@ -50,8 +50,10 @@ public:
     TVService(const TVService&) = delete;
     TVService& operator=(const TVService&) = delete;
 
-    /// From now on these. Any thread, like the next one.
+    /// From now on these. Any thread, like the next ones.
     void SetSubscribers(const Subscribers& subscribers);
+    /// The thread ends soon; the destructor waits for it.
+    void End();
     bool IsOwnThread() const { return std::this_thread::get_id() == m_thread.get_id(); }
 
 private:

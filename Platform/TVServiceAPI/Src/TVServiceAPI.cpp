@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TVServiceAPI.h"
 
+#include <memory>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "ServiceLog.h"
 #include "TVService.h"
@@ -22,7 +25,9 @@ public:
     template <typename Interface, typename Kind, typename... Arguments>
     int Create(std::shared_ptr<Kind> Subscribers::*kind, Interface** subscriber,
                Arguments... arguments) {
+        Services ended; // without the lock: a callback that is under way may want it
         const MutexLock lock(m_mutex);
+        TakeEnded(ended);
         std::shared_ptr<Kind>& entry = m_subscribers.*kind;
         if (!entry) {
             try {
@@ -45,30 +50,44 @@ public:
 
     template <typename Kind>
     void Destroy(std::shared_ptr<Kind> Subscribers::*kind) {
+        Services ended; // without the lock, as above
         std::shared_ptr<Kind> subscriber;
-        std::unique_ptr<TVService> ended;
         {
             const MutexLock lock(m_mutex);
+            TakeEnded(ended);
             subscriber = std::exchange(m_subscribers.*kind, nullptr);
             if (!subscriber) {
                 return;
             }
             m_service->SetSubscribers(m_subscribers);
-            // A callback cannot wait for its own thread: that one goes on without subscribers.
-            if (m_subscribers.AreNone() && !m_service->IsOwnThread()) {
-                ended = std::exchange(m_service, nullptr);
+            if (m_subscribers.AreNone()) {
+                m_service->End();
+                m_ended.push_back(std::move(m_service));
+                TakeEnded(ended);
             }
         }
-        // Without the lock: a callback that is under way may want it.
         subscriber->Close();
-        ended.reset();
     }
 
 private:
+    using Services = std::vector<std::unique_ptr<TVService>>;
+
+    // Those whose end can be waited for here: a callback cannot wait for its own thread's, which is
+    // left to the next caller.
+    void TakeEnded(Services& ended) REQUIRES(m_mutex) {
+        for (std::unique_ptr<TVService>& service : m_ended) {
+            if (!service->IsOwnThread()) {
+                ended.push_back(std::move(service));
+            }
+        }
+        std::erase(m_ended, nullptr);
+    }
+
     Mutex m_mutex;
     Subscribers m_subscribers GUARDED_BY(m_mutex);
     std::shared_ptr<WakeEvent> m_wake GUARDED_BY(m_mutex);
     std::unique_ptr<TVService> m_service GUARDED_BY(m_mutex);
+    Services m_ended GUARDED_BY(m_mutex); // their threads end or have ended
 };
 
 Process& TheProcess() {

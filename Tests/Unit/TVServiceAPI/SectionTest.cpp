@@ -134,6 +134,25 @@ TEST_F(SectionTest, BringsOnlyWhatIsNewWhereThatIsWanted) {
     EXPECT_THAT(BytesOf(0), ElementsAre(one, other, next, brief, changed, brief, one));
 }
 
+// A time offset table is short and has a CRC_32 all the same.
+TEST_F(SectionTest, TellsTimeOffsetTablesApart) {
+    constexpr std::uint16_t TIME_PID = 0x14;
+    const auto makeTable = [](std::uint8_t second) {
+        Bytes bytes{0x73, 0x70, 0x0B, 0xE0, 0x00, 0x12, 0x00, second, 0xF0, 0x00, 0, 0, 0, 0};
+        const std::uint32_t crc = streammaker::Crc32(std::span(bytes).first(bytes.size() - 4));
+        for (unsigned at = 0; at < 4; ++at) {
+            bytes[bytes.size() - 4 + at] = static_cast<std::uint8_t>(crc >> (24 - 8 * at));
+        }
+        return bytes;
+    };
+    TCSectionCriteriaHelper changes(TIME_PID);
+    changes.SetOnChangeOnly(true);
+    Subscribe(changes);
+    Play(StreamOf({makeTable(1), makeTable(1), makeTable(2)}, TIME_PID));
+    WaitForEnd();
+    EXPECT_THAT(BytesOf(0), ElementsAre(makeTable(1), makeTable(2)));
+}
+
 TEST_F(SectionTest, GivesARunningFilterOtherCriteria) {
     const int handle = Subscribe(TCSectionCriteriaHelper(PID), 7);
     EXPECT_EQ(Sections().ChangeSection(handle, TCSectionCriteriaHelper(PID, 0x90)), 1);

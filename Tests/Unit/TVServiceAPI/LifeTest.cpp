@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Subscribers and the library's thread: from Create to Destroy, from any thread.
+
+#include <atomic>
+#include <gmock/gmock.h>
+#include <thread>
+
+#include "CallbackGate.h"
+#include "CountThreads.h"
+#include "Gate.h"
+#include "PesBuilder.h"
+#include "SectionBuilder.h"
+#include "TestStream.h"
+#include "TsWriter.h"
+#include "WaitUntil.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using streammaker::Bytes;
+using streammaker::TsWriter;
+using tvservice::CallbackGate;
+
+constexpr std::uint16_t PID = 0x345;
+constexpr const char* FOR_EVER = "pace = fast\nloop = yes\n";
+
+class LifeTest : public TestStream {
+protected:
+    // Sections and PES packets of one PID each, for ever.
+    void PlayForEver() {
+        streammaker::SectionBuilder section;
+        section.tableId = 0x80;
+        section.payload = {1, 2, 3};
+        streammaker::PesBuilder packet;
+        packet.payload = {1};
+        TsWriter writer;
+        writer.WriteNull(3);
+        writer.WriteSection(PID, section.Build());
+        writer.WritePes(PID + 1, packet.Build());
+        Play(writer.Take(), FOR_EVER, "[screen 1 0]\npes = 0x346\n");
+    }
+
+    int SubscribeSections() {
+        int handle = 0;
+        EXPECT_EQ(Sections().SubscribeSection(1, TCSectionCriteriaHelper(PID), handle), 1);
+        return handle;
+    }
+};
+
+TEST_F(LifeTest, HasOneThreadWhileAnySubscriberExists) {
+    EXPECT_EQ(CountThreads("tv-stream"), 0);
+    Signals();
+    EXPECT_TRUE(WaitUntil([] { return CountThreads("tv-stream") == 1; }));
+    ISectionSubscriber& sectionSubscriber = Sections();
+    EXPECT_EQ(&Sections(), &sectionSubscriber) << "the same one again";
+    TVServiceAPI::DestroySignalSubscriber();
+    EXPECT_EQ(CountThreads("tv-stream"), 1);
+    TVServiceAPI::DestroySectionSubscriber();
+    EXPECT_EQ(CountThreads("tv-stream"), 0);
+    TVServiceAPI::DestroySectionSubscriber(); // there is none
+}
+
+TEST_F(LifeTest, RefusesNullPointers) {
+    ISignalSubscriber* signalSubscriber = nullptr;
+    ISectionSubscriber* sectionSubscriber = nullptr;
+    IProgramSubscriber* programSubscriber = nullptr;
+    EXPECT_EQ(TVServiceAPI::CreateSignalSubscriber(nullptr, &signalSubscriber), 0);
+    EXPECT_EQ(TVServiceAPI::CreateSectionSubscriber(nullptr, PROFILE_MAIN, 0, &sectionSubscriber),
+              0);
+    EXPECT_EQ(TVServiceAPI::CreateProgramSubscriber(nullptr, &programSubscriber), 0);
+    EXPECT_EQ(TVServiceAPI::CreateDataSubscriber(PROFILE_MAIN, 0, nullptr), 0);
+    EXPECT_EQ(TVServiceAPI::CreatePESDataSubscriber(PROFILE_MAIN, 0, nullptr), 0);
+    EXPECT_EQ(CountThreads("tv-stream"), 0);
+}
+
+TEST_F(LifeTest, EndsItsThreadWhenTheLastSubscriberGoesInsideOfACallback) {
+    SubscribeSections();
+    std::atomic<bool> isFirst = true;
+    onSection = [&](const ReceivedSection&) {
+        if (isFirst.exchange(false)) {
+            TVServiceAPI::DestroySectionSubscriber();
+        }
+    };
+    PlayForEver();
+    sections.WaitFor(1);
+    EXPECT_TRUE(WaitUntil([] { return CountThreads("tv-stream") == 0; }));
+    EXPECT_EQ(sections.Now().size(), 1U);
+    // And everything begins anew.
+    SubscribeSections();
+    sections.WaitFor(2);
+}
+
+TEST_F(LifeTest, WaitsAtTheEndForACallbackOfWhatHasBeenUnsubscribed) {
+    struct State {
+        Gate entered;
+        Gate leave;
+        std::atomic<bool> left = false;
+    } state;
+    Signals(); // another subscriber, so that the thread goes on
+    int id = 0;
+    EXPECT_EQ(Pes().SubscribePESData(
+                  [](TSPESData&, void* user) {
+                      auto& theState = *static_cast<State*>(user);
+                      theState.entered.Open();
+                      theState.leave.Wait();
+                      theState.left = true;
+                  },
+                  &state, id),
+              1);
+    PlayForEver();
+    ASSERT_TRUE(state.entered.Wait());
+    EXPECT_EQ(Pes().UnsubscribePESData(id), 1) << "at once";
+    std::thread helper([&] { state.leave.Open(); });
+    TVServiceAPI::DestroyPESDataSubscriber();
+    EXPECT_TRUE(state.left);
+    helper.join();
+}
+
+TEST_F(LifeTest, WaitsAtTheEndForACallbackOfWhatHasBeenReplaced) {
+    Signals();
+    const int handle = SubscribeSections();
+    Gate entered;
+    Gate leave;
+    std::atomic<bool> left = false;
+    onSection = [&](const ReceivedSection&) {
+        entered.Open();
+        leave.Wait();
+        left = true;
+    };
+    PlayForEver();
+    ASSERT_TRUE(entered.Wait());
+    EXPECT_EQ(Sections().ChangeSection(handle, TCSectionCriteriaHelper(PID, 0x99)), 1);
+    std::thread helper([&] { leave.Open(); });
+    TVServiceAPI::DestroySectionSubscriber();
+    EXPECT_TRUE(left);
+    helper.join();
+}
+
+// One gives up in time, the other one goes on waiting: the gate is closed then.
+TEST(CallbackGateLife, StaysClosedForWhoWaitsThoughAnotherGivesUp) {
+    CallbackGate gate;
+    Gate entered;
+    Gate leave;
+    std::thread callback([&] {
+        gate.Pass([&] {
+            entered.Open();
+            leave.Wait();
+        });
+    });
+    ASSERT_TRUE(entered.Wait());
+    std::thread closing([&] { gate.CloseAndWait(); });
+    // Some of these meet the other one in its wait.
+    for (int round = 0; round < 20; ++round) {
+        EXPECT_FALSE(gate.TryToClose(2ms));
+    }
+    leave.Open();
+    closing.join();
+    callback.join();
+    EXPECT_FALSE(gate.Pass([] {}));
+}
+
+TEST(CallbackGateLife, IsOpenAgainAfterAClosingThatHasGivenUp) {
+    CallbackGate gate;
+    Gate entered;
+    Gate leave;
+    std::thread callback([&] {
+        gate.Pass([&] {
+            entered.Open();
+            leave.Wait();
+        });
+    });
+    ASSERT_TRUE(entered.Wait());
+    EXPECT_FALSE(gate.TryToClose(1ms));
+    leave.Open();
+    callback.join();
+    EXPECT_TRUE(gate.Pass([] {}));
+    EXPECT_TRUE(gate.TryToClose(1ms));
+    EXPECT_FALSE(gate.Pass([] {}));
+}
+
+} // namespace
