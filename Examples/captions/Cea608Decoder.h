@@ -53,7 +53,7 @@ private:
     bool IsWriting() const { return m_isOurs && !m_isText && m_mode != Mode::NONE; }
     Cea608Memory& Target() { return m_mode == Mode::POP_ON ? m_loaded : m_shown; }
 
-    const OnCaption m_onCaption;
+    OnCaption m_onCaption;
     Mode m_mode = Mode::NONE; // of the captions; before the first word of it nothing is written
     bool m_isText = false;    // the channel's text service has the word, and not its captions
     bool m_isOurs = false;    // channel 1 has the word, and not channel 2

@@ -2,15 +2,17 @@
 #include "Cea608Memory.h"
 
 #include <algorithm>
+#include <string_view>
+#include <utility>
 
 namespace {
 
+using namespace std::string_view_literals;
+
+constexpr std::u32string_view BLANKS = U" \0"sv;
+
 bool IsInside(int row) {
     return row >= 0 && row < Cea608Memory::ROWS;
-}
-
-bool IsBlank(char32_t character) {
-    return character == 0 || character == U' ';
 }
 
 // UTF-8. The character sets have nothing beyond 16 bits.
@@ -64,11 +66,11 @@ std::string Cea608Memory::Line(int row) const {
     if (!IsInside(row)) {
         return line;
     }
-    const Row& cells = m_rows[row];
-    const auto* const first = std::find_if_not(cells.begin(), cells.end(), IsBlank);
-    const auto* const last = std::find_if_not(cells.rbegin(), cells.rend(), IsBlank).base();
-    for (const auto* cell = first; cell < last; ++cell) {
-        Append(line, *cell == 0 ? U' ' : *cell);
+    std::u32string_view cells(m_rows[row].data(), COLUMNS);
+    cells = cells.substr(std::min(cells.find_first_not_of(BLANKS), cells.size()));
+    cells = cells.substr(0, cells.find_last_not_of(BLANKS) + 1);
+    for (const char32_t cell : cells) {
+        Append(line, cell == 0 ? U' ' : cell);
     }
     return line;
 }

@@ -8,7 +8,7 @@
 /// after the other and never from within a call of this interface.
 class IDataSubscriber {
 public:
-    /// The caption is the library's and holds until the callback returns.
+    /// The caption is the library's, to be read only, and holds until the callback returns.
     using Callback = void (*)(TSCaption& caption, void* user);
 
     virtual ~IDataSubscriber();

@@ -8,7 +8,7 @@
 /// call of this interface.
 class IPESDataSubscriber {
 public:
-    /// The packet is the library's and holds until the callback returns.
+    /// The packet is the library's, to be read only, and holds until the callback returns.
     using Callback = void (*)(TSPESData& data, void* user);
 
     virtual ~IPESDataSubscriber();

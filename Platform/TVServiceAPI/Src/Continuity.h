@@ -9,30 +9,42 @@ namespace tvservice {
 class Continuity {
 public:
     enum class Step {
+        None, ///< a packet without payload, which counts nothing
         Next,
         Repeated, ///< the same packet again, which carries nothing new
-        Gap,
+        Gap,      ///< packets are missing
+        Jump,     ///< what follows continues nothing, and the stream has said so
     };
 
-    /// For each packet with payload, in their order.
+    /// For each packet, in their order.
     Step Follow(const TsPacket& packet) {
+        m_isAnnounced = m_isAnnounced || packet.discontinuity;
+        if (packet.payload.empty()) {
+            return Step::None;
+        }
         const bool isFirst = m_last < 0;
-        const bool isRepeated = m_last == packet.continuity && !packet.discontinuity && !m_repeated;
+        const bool isSame = m_last == packet.continuity;
         const bool isNext = ((m_last + 1) & 0x0F) == packet.continuity;
+        const bool isAnnounced = m_isAnnounced;
+        m_isAnnounced = false;
         m_last = packet.continuity;
-        if (!isFirst && isRepeated) {
-            m_repeated = true;
+        if (!isFirst && isSame && !isAnnounced && !m_isRepeated) {
+            m_isRepeated = true;
             return Step::Repeated;
         }
-        m_repeated = false;
-        return isFirst || isNext || packet.discontinuity ? Step::Next : Step::Gap;
+        m_isRepeated = false;
+        if (isFirst || isNext) {
+            return Step::Next;
+        }
+        return isAnnounced ? Step::Jump : Step::Gap;
     }
 
     void Reset() { *this = Continuity(); }
 
 private:
     int m_last = -1;
-    bool m_repeated = false;
+    bool m_isRepeated = false;
+    bool m_isAnnounced = false; // by discontinuity_indicator, since the last payload
 };
 
 } // namespace tvservice

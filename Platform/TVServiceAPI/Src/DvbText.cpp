@@ -19,10 +19,11 @@ constexpr std::uint8_t UTF8_TABLE = 0x15;
 struct CharacterTable {
     const char* name; // as iconv knows it
     std::size_t selectorBytes;
-    std::size_t unitBytes; // 1: with control codes of one byte
+    enum class Kind { SingleBytes, DoubleBytes, Unicode } kind;
 };
+using Kind = CharacterTable::Kind;
 
-constexpr CharacterTable UNKNOWN_TABLE{"ASCII", 1, 1};
+constexpr CharacterTable UNKNOWN_TABLE{"ASCII", 1, Kind::SingleBytes};
 
 // Tables A.3 and A.4.
 CharacterTable SelectTable(Bytes text) {
@@ -36,30 +37,30 @@ CharacterTable SelectTable(Bytes text) {
         "",           "ISO-8859-13", "ISO-8859-14", "ISO-8859-15"};
     const std::uint8_t first = text[0];
     if (first >= 0x20) {
-        return {"ISO6937", 0, 1};
+        return {"ISO6937", 0, Kind::SingleBytes};
     }
     if (first < BY_FIRST_BYTE.size() && *BY_FIRST_BYTE[first] != '\0') {
-        return {BY_FIRST_BYTE[first], 1, 1};
+        return {BY_FIRST_BYTE[first], 1, Kind::SingleBytes};
     }
     switch (first) {
     case 0x10:
         if (text.size() >= 3 && text[1] == 0 && text[2] < BY_NUMBER.size() &&
             *BY_NUMBER[text[2]] != '\0') {
-            return {BY_NUMBER[text[2]], 3, 1};
+            return {BY_NUMBER[text[2]], 3, Kind::SingleBytes};
         }
-        return {UNKNOWN_TABLE.name, std::min<std::size_t>(3, text.size()), 1};
+        return {UNKNOWN_TABLE.name, std::min<std::size_t>(3, text.size()), Kind::SingleBytes};
     case 0x11:
-        return {"UTF-16BE", 1, 2};
+        return {"UTF-16BE", 1, Kind::Unicode};
     case 0x12:
-        return {"EUC-KR", 1, 2};
+        return {"EUC-KR", 1, Kind::DoubleBytes};
     case 0x13:
-        return {"GB2312", 1, 2};
+        return {"GB2312", 1, Kind::DoubleBytes};
     case 0x14:
-        return {"BIG5", 1, 2};
+        return {"BIG5", 1, Kind::DoubleBytes};
     case UTF8_TABLE:
-        return {"UTF-8", 1, 2};
+        return {"UTF-8", 1, Kind::Unicode};
     case 0x1F: // encoding_type_id: tables that are somebody's own
-        return {UNKNOWN_TABLE.name, std::min<std::size_t>(2, text.size()), 1};
+        return {UNKNOWN_TABLE.name, std::min<std::size_t>(2, text.size()), Kind::SingleBytes};
     default:
         return UNKNOWN_TABLE;
     }
@@ -76,8 +77,9 @@ Converter OpenConverter(const char* table) {
     return Converter(reinterpret_cast<std::intptr_t>(converter) == FAILED ? nullptr : converter);
 }
 
-// One text without control codes. Bytes that mean nothing in the table are replaced singly.
-void Convert(GIConv converter, Bytes text, std::string& result) {
+// One text without control codes. What means nothing in the table is replaced, `unit` bytes at a
+// time.
+void Convert(GIConv converter, Bytes text, std::string& result, std::size_t unit = 1) {
     auto* input = const_cast<char*>(reinterpret_cast<const char*>(text.data())); // it only reads
     std::size_t left = text.size();
     std::array<char, 256> converted{};
@@ -88,8 +90,9 @@ void Convert(GIConv converter, Bytes text, std::string& result) {
         result.append(converted.data(), output);
         if (outcome == static_cast<std::size_t>(-1) && output == converted.data()) {
             result += REPLACEMENT;
-            ++input;
-            --left;
+            const std::size_t skipped = std::min(unit, left);
+            input += skipped;
+            left -= skipped;
         }
     }
     // What the converter has kept for a combination that didn't come.
@@ -121,12 +124,32 @@ std::string ConvertSingleBytes(GIConv converter, Bytes text, bool isDefaultTable
     return result;
 }
 
-// The other tables have their control codes at U+E080 to U+E09F, once they are Unicode.
+// Tables of one or two bytes for a character: control codes are 0xE080 to 0xE09F.
+std::string ConvertDoubleBytes(GIConv converter, Bytes text) {
+    std::string result;
+    std::size_t begin = 0;
+    std::size_t at = 0;
+    while (at < text.size()) {
+        const bool isControl = at + 1 < text.size() && text[at] == 0xE0 && text[at + 1] >= 0x80 &&
+                               text[at + 1] <= 0x9F;
+        const std::size_t next = at + (text[at] < 0x80 ? 1 : 2);
+        if (isControl) {
+            Convert(converter, text.subspan(begin, at - begin), result);
+            result += text[at + 1] == LINE_BREAK ? "\n" : "";
+            begin = next;
+        }
+        at = next;
+    }
+    Convert(converter, text.subspan(std::min(begin, text.size())), result);
+    return result;
+}
+
+// The Unicode tables have them at U+E080 to U+E09F.
 std::string WithoutControlCodes(const std::string& text) {
     std::string result;
-    const char* next = nullptr;
-    for (const char* at = text.c_str(); *at != '\0'; at = next) {
-        next = g_utf8_find_next_char(at, nullptr);
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data(); at < end;) {
+        const char* const next = g_utf8_find_next_char(at, nullptr);
         const gunichar code = g_utf8_get_char(at);
         if (code == 0xE08A || code == '\n') {
             result += '\n';
@@ -134,6 +157,7 @@ std::string WithoutControlCodes(const std::string& text) {
                    code > 0xE09F) {
             result.append(at, next);
         }
+        at = next;
     }
     return result;
 }
@@ -150,11 +174,17 @@ std::string TextOf(Bytes text) {
     if (!converter) {
         return REPLACEMENT; // a system without this table
     }
-    if (table.unitBytes == 1) {
+    switch (table.kind) {
+    case Kind::SingleBytes:
         return ConvertSingleBytes(converter.get(), characters, table.selectorBytes == 0);
+    case Kind::DoubleBytes:
+        return ConvertDoubleBytes(converter.get(), characters);
+    case Kind::Unicode:
+        break;
     }
+    constexpr std::size_t UTF16_UNIT = 2;
     std::string converted;
-    Convert(converter.get(), characters, converted);
+    Convert(converter.get(), characters, converted, text[0] == UTF8_TABLE ? 1 : UTF16_UNIT);
     return WithoutControlCodes(converted);
 }
 

@@ -15,18 +15,18 @@ void PesAssembler::Reset() {
 }
 
 void PesAssembler::Push(const TsPacket& packet) {
-    if (packet.payload.empty()) {
-        return;
-    }
     switch (m_continuity.Follow(packet)) {
+    case Continuity::Step::None:
     case Continuity::Step::Repeated:
         return;
     case Continuity::Step::Gap:
         ++m_counters.gaps;
         m_damaged = true;
         break;
+    case Continuity::Step::Jump:
+        m_damaged = true;
+        break;
     case Continuity::Step::Next:
-        m_damaged = m_damaged || packet.discontinuity;
         break;
     }
     if (packet.unitStart) {
@@ -38,25 +38,52 @@ void PesAssembler::Push(const TsPacket& packet) {
 }
 
 void PesAssembler::Flush() {
-    if (m_underWay) {
+    if (m_underWay && m_isStarting) {
+        Drop();
+    } else if (m_underWay) {
         Finish(m_damaged || m_length.has_value()); // one that says its length isn't whole yet
     }
 }
 
 void PesAssembler::Begin(Bytes payload) {
-    if (!PesHeader::IsStart(payload)) {
-        ++m_counters.badPes;
-        return;
-    }
-    m_length = PesHeader::LengthOf(payload);
+    m_length.reset();
     m_underWay = true;
+    m_isStarting = true;
     m_damaged = false;
     m_bytes.clear();
-    m_bytes.reserve(std::min(m_length.value_or(0), m_limit));
     Add(payload);
 }
 
+void PesAssembler::Drop() {
+    ++m_counters.badPes;
+    m_underWay = false;
+}
+
+// An adaptation field may leave less room in the first packet than the start takes.
+void PesAssembler::Start() {
+    m_isStarting = false;
+    if (!PesHeader::IsStart(m_bytes)) {
+        Drop();
+        return;
+    }
+    m_length = PesHeader::LengthOf(m_bytes);
+    m_bytes.reserve(std::min(m_length.value_or(0), m_limit));
+}
+
 void PesAssembler::Add(Bytes payload) {
+    if (m_isStarting) {
+        const Bytes start =
+            payload.first(std::min(payload.size(), PesHeader::START_BYTES - m_bytes.size()));
+        m_bytes.insert(m_bytes.end(), start.begin(), start.end());
+        payload = payload.subspan(start.size());
+        if (m_bytes.size() < PesHeader::START_BYTES) {
+            return;
+        }
+        Start();
+        if (!m_underWay) {
+            return;
+        }
+    }
     const std::size_t limit = std::min(m_length.value_or(m_limit), m_limit);
     const Bytes wanted = payload.first(std::min(payload.size(), limit - m_bytes.size()));
     m_bytes.insert(m_bytes.end(), wanted.begin(), wanted.end());

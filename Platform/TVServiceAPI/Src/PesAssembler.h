@@ -38,6 +38,8 @@ public:
 
 private:
     void Begin(Bytes payload);
+    void Start();
+    void Drop();
     void Add(Bytes payload);
     void Finish(bool damaged);
 
@@ -47,6 +49,7 @@ private:
     Continuity m_continuity;
     std::vector<std::uint8_t> m_bytes;
     bool m_underWay = false;
+    bool m_isStarting = false; // its first bytes aren't all there
     bool m_damaged = false;
     std::optional<std::size_t> m_length; // of the packet that is under way, where it says so
 };

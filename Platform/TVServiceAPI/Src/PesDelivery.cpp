@@ -10,11 +10,7 @@ namespace tvservice {
 class PesDelivery::Pid final : public PacketSink, private PesSink {
 public:
     Pid(std::uint16_t pid, const ScreenKey& screen, Counters& counters)
-        : m_assembler(*this, counters) {
-        m_data.profile = screen.profile;
-        m_data.screen = static_cast<std::uint32_t>(screen.screen);
-        m_data.short_b = pid;
-    }
+        : m_pid(pid), m_screen(screen), m_assembler(*this, counters) {}
 
     void OnPacket(const TsPacket& packet) override { m_assembler.Push(packet); }
     void OnBreak() override {
@@ -29,21 +25,26 @@ private:
         const std::optional<PesHeader> header = PesHeader::Parse(bytes);
         const std::optional<TimeStamp> pts = header ? header->pts : std::nullopt;
         constexpr std::size_t STREAM_ID = 3;
-        m_data.word_a = static_cast<std::uint32_t>(pts.value_or(0) >> 1);
-        m_data.word_c = bytes[STREAM_ID];
-        m_data.word_c |= pts ? PES_HAS_PTS : 0U;
-        m_data.word_c |= damaged || !header ? PES_DAMAGED : 0U;
-        m_data.bytes.swap(bytes);
+        TSPESData data;
+        data.profile = m_screen.profile;
+        data.screen = static_cast<std::uint32_t>(m_screen.screen);
+        data.short_b = m_pid;
+        data.word_a = static_cast<std::uint32_t>(pts.value_or(0) >> 1);
+        data.word_c = bytes[STREAM_ID];
+        data.word_c |= pts ? PES_HAS_PTS : 0U;
+        data.word_c |= damaged || !header ? PES_DAMAGED : 0U;
+        data.bytes.swap(bytes);
         for (const auto& [id, subscription] : subscriptions) {
-            m_data.subscription = id;
-            subscription->gate.Pass([this, &entry = *subscription] { //
-                entry.callback(m_data, entry.user);
+            data.subscription = id;
+            subscription->gate.Pass([&data, &entry = *subscription] { //
+                entry.callback(data, entry.user);
             });
         }
-        m_data.bytes.swap(bytes);
+        data.bytes.swap(bytes);
     }
 
-    TSPESData m_data;
+    const std::uint16_t m_pid;
+    const ScreenKey m_screen;
     PesAssembler m_assembler;
 };
 

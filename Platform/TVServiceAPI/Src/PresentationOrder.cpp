@@ -2,7 +2,6 @@
 #include "PresentationOrder.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <utility>
 
 namespace tvservice {
@@ -30,49 +29,61 @@ void PresentationOrder::PushByKind(CodedPicture picture) {
         m_show(picture);
         return;
     }
-    Flush();
-    m_waiting.push_back(std::move(picture));
+    const bool isSecondField = m_waiting.size() == 1 && m_waiting[0].picture.frame == picture.frame;
+    if (!isSecondField) {
+        Flush();
+    }
+    m_waiting.push_back({0, std::move(picture)});
 }
 
 void PresentationOrder::PushByTime(CodedPicture picture) {
-    if (!picture.pts) { // behind the one that came before it
-        Flush();
+    if (picture.pts) {
+        const TimeStamp decoded = picture.dts.value_or(*picture.pts);
+        const std::int64_t step = m_decoded ? Distance(*m_decoded, decoded) : 0;
+        if (step < 0 || step > CLOCK_STEP) {
+            Flush();
+        }
+        m_decoded = decoded;
+        m_shown = picture.pts;
+    }
+    if (!m_decoded || !m_shown) { // none has had a time yet
         m_show(picture);
         return;
     }
-    const TimeStamp decoded = picture.dts.value_or(*picture.pts);
-    if (m_decoded && std::abs(Distance(*m_decoded, decoded)) > CLOCK_STEP) {
-        Flush();
-    }
-    m_decoded = decoded;
-    const auto isEarlier = [](const CodedPicture& one, const CodedPicture& other) {
-        return Distance(*one.pts, *other.pts) > 0;
+    const auto isEarlier = [](TimeStamp time, const Waiting& other) {
+        return Distance(time, other.time) > 0;
     };
-    m_waiting.insert(std::upper_bound(m_waiting.begin(), m_waiting.end(), picture, isEarlier),
-                     std::move(picture));
-    ShowUpTo(decoded);
+    m_waiting.insert(std::upper_bound(m_waiting.begin(), m_waiting.end(), *m_shown, isEarlier),
+                     {*m_shown, std::move(picture)});
+    ShowUpTo(*m_decoded);
     while (m_waiting.size() > MOST_WAITING) {
         ShowFirst();
     }
 }
 
 void PresentationOrder::ShowUpTo(TimeStamp time) {
-    while (!m_waiting.empty() && Distance(*m_waiting.front().pts, time) >= 0) {
+    while (!m_waiting.empty() && Distance(m_waiting.front().time, time) >= 0) {
         ShowFirst();
     }
 }
 
 void PresentationOrder::ShowFirst() {
-    const CodedPicture picture = std::move(m_waiting.front());
+    const Waiting first = std::move(m_waiting.front());
     m_waiting.pop_front();
-    m_show(picture);
+    m_show(first.picture);
 }
 
 void PresentationOrder::Flush() {
     while (!m_waiting.empty()) {
         ShowFirst();
     }
+    Clear();
+}
+
+void PresentationOrder::Clear() {
+    m_waiting.clear();
     m_decoded.reset();
+    m_shown.reset();
 }
 
 } // namespace tvservice

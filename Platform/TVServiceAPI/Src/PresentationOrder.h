@@ -16,14 +16,16 @@ struct CodedPicture {
     std::optional<TimeStamp> dts;
     bool isReference = true; ///< others are shown at once: the B pictures of MPEG-2
     std::vector<std::uint8_t> ccData;
+    unsigned frame = 0; ///< in MPEG-2 the two fields of a frame have the same one
 };
 
 /// Brings pictures from the order of their decoding into that of their presentation.
 ///
-/// By time, where each has one: what is to be shown at or before the decoding time of the picture
-/// that has just come, or another step of the clock, cannot be overtaken any more. By kind
-/// (ISO/IEC 13818-2, 6.1.1.11): a B picture is shown at once, every other one when the next of its
-/// own kind comes.
+/// By time: what is to be shown at or before the decoding time of the picture that has just come
+/// cannot be overtaken any more, and where the clock goes back or leaps, nothing that waits can. A
+/// picture without a time stays behind the one that came before it, as a second field does. By kind
+/// (ISO/IEC 13818-2, 6.1.1.11): a B picture is shown at once, every other frame when the next of
+/// its own kind comes.
 class PresentationOrder {
 public:
     enum class Rule { ByTime, ByKind };
@@ -35,7 +37,7 @@ public:
     /// Shows what waits: nothing that belongs to it follows.
     void Flush();
     /// Forgets what waits.
-    void Clear() { m_waiting.clear(); }
+    void Clear();
 
 private:
     void PushByKind(CodedPicture picture);
@@ -45,8 +47,14 @@ private:
 
     const Rule m_rule;
     const Show m_show;
-    std::deque<CodedPicture> m_waiting; // in the order of their presentation
-    std::optional<TimeStamp> m_decoded; // of the last picture
+    struct Waiting {
+        TimeStamp time; // when it is shown, in ByTime
+        CodedPicture picture;
+    };
+
+    std::deque<Waiting> m_waiting;      // in the order of their presentation
+    std::optional<TimeStamp> m_decoded; // of the last picture that said so
+    std::optional<TimeStamp> m_shown;   // likewise
 };
 
 } // namespace tvservice

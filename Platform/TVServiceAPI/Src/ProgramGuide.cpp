@@ -26,7 +26,8 @@ TCProgramData ProgramGuide::With(const Program& program, const TSProgramEvent& e
 bool ProgramGuide::KeyMatches(unsigned long long wanted, unsigned long long key) {
     for (unsigned shift = 0; shift <= 32; shift += 16) {
         const unsigned long long part = wanted >> shift & 0xFFFF;
-        if (part != 0 && part != (key >> shift & 0xFFFF)) {
+        const unsigned long long known = key >> shift & 0xFFFF;
+        if (part != 0 && known != 0 && part != known) {
             return false;
         }
     }
@@ -152,14 +153,26 @@ void ProgramGuide::SetEvent(EProgramChangeType type, const Program& program, TSP
     }
 }
 
-// Returns false where the program has too many events already.
+// Returns false where the program has too many events already, or the table no such section.
 bool ProgramGuide::SetSchedule(Program& program, const EitSection& eit) {
+    if (eit.number > eit.lastNumber) {
+        return false;
+    }
     std::vector<TSProgramEvent>& events = program.schedule[{eit.tableId, eit.number}];
     const std::size_t others = program.scheduled - events.size();
     if (others + eit.events.size() > MOST_SCHEDULED) {
         return false;
     }
     program.scheduled = others + eit.events.size();
+    std::erase_if(program.schedule, [&](const auto& entry) { // what the table has no more
+        const auto& [key, gone] = entry;
+        const bool isBehind = key.first == eit.tableId && key.second > eit.lastNumber;
+        if (isBehind) {
+            program.scheduled -= gone.size();
+            program.fingerprints.erase(key);
+        }
+        return isBehind;
+    });
     const std::vector<TSProgramEvent> before = std::exchange(events, eit.events);
     for (const TSProgramEvent& event : eit.events) {
         if (std::find(before.begin(), before.end(), event) == before.end()) {

@@ -29,21 +29,19 @@ void SectionAssembler::Drop() {
 }
 
 void SectionAssembler::Push(const TsPacket& packet) {
-    if (packet.payload.empty()) {
-        return;
-    }
     switch (m_continuity.Follow(packet)) {
+    case Continuity::Step::None:
     case Continuity::Step::Repeated:
         return;
     case Continuity::Step::Gap:
         ++m_counters.gaps;
         Drop();
         break;
+    case Continuity::Step::Jump:
+        Drop();
+        break;
     case Continuity::Step::Next:
         break;
-    }
-    if (packet.discontinuity) {
-        Drop();
     }
     if (!packet.unitStart) {
         if (!m_partial.empty()) {

@@ -32,11 +32,16 @@ int SectionSubscriber::ChangeSection(int handle, TCSectionCriteriaHelper const& 
 
 // The caller may hold a lock that the callback waits for: hence the limit, and the refusal.
 int SectionSubscriber::UnsubscribeSection(int handle) {
-    const std::shared_ptr<SectionFilter> filter = m_table.Find(handle);
-    if (!filter || !filter->gate.TryToClose(CALLBACK_LIMIT)) {
-        return 0;
+    while (const std::shared_ptr<SectionFilter> filter = m_table.Find(handle)) {
+        if (!filter->gate.TryToClose(CALLBACK_LIMIT)) {
+            return 0;
+        }
+        if (m_table.Remove(handle, filter)) {
+            return 1;
+        }
+        // Somebody has given it other criteria meanwhile.
     }
-    return m_table.Remove(handle) ? 1 : 0;
+    return 0;
 }
 
 } // namespace tvservice

@@ -16,7 +16,7 @@ struct ScreenKey {
     EProfile profile = PROFILE_NONE;
     int screen = 0;
 
-    auto operator<=>(const ScreenKey&) const = default;
+    auto operator<=>(const ScreenKey&) const = default; // NOLINT(modernize-use-nullptr): no pointer
 };
 
 struct ScreenSettings {

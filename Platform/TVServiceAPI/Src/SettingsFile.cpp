@@ -20,8 +20,10 @@ constexpr std::chrono::milliseconds INTERVAL(500);
 std::string ReadWhole(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
-    text << file.rdbuf();
-    if (!file) {
+    if (file.is_open() && file.peek() != std::ifstream::traits_type::eof()) {
+        text << file.rdbuf();
+    }
+    if (!file.is_open() || file.bad() || text.bad()) {
         throw std::runtime_error(std::strerror(errno));
     }
     return text.str();
@@ -42,7 +44,7 @@ SettingsFile::Version SettingsFile::Look() const {
         return {};
     }
     return {true,           status.st_dev,         status.st_ino,
-            status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+            status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
 }
 
 std::optional<Settings> SettingsFile::Poll(Clock::time_point now) {

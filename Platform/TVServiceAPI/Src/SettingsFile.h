@@ -33,7 +33,7 @@ private:
         dev_t device = 0;
         ino_t inode = 0;
         off_t size = 0;
-        std::int64_t seconds = 0;
+        std::int64_t seconds = 0; // of its last change, that of its attributes included
         std::int64_t nanoseconds = 0;
 
         bool operator==(const Version&) const = default;

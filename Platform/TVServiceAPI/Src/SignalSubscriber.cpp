@@ -30,7 +30,7 @@ int SignalSubscriber::UnsubscribeSignal(ESignalType signal, EProfile profile,
 
 void SignalSubscriber::Raise(ESignalType signal, const std::vector<ScreenKey>& screens,
                              TSSignalData data) {
-    m_table.Take(m_list);
+    Sync();
     for (const auto& [key, subscription] : m_list) {
         const auto& [wanted, profile, screen] = key;
         const ScreenKey place{profile, screen};

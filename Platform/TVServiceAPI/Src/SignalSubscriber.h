@@ -11,7 +11,7 @@
 
 namespace tvservice {
 
-/// Any thread; Raise is the library's thread's.
+/// Any thread; Sync and Raise are the library's thread's.
 class SignalSubscriber final : public ISignalSubscriber {
 public:
     using Callback = int (*)(ESignalType, EProfile, unsigned short, TSSignalData, void*);
@@ -22,6 +22,8 @@ public:
                         unsigned short screen) override;
     int UnsubscribeSignal(ESignalType signal, EProfile profile, unsigned short screen) override;
 
+    /// Takes over what has changed.
+    void Sync() { m_table.Take(m_list); }
     void Raise(ESignalType signal, const std::vector<ScreenKey>& screens, TSSignalData data);
     void Close() { m_table.CloseAll(); }
 

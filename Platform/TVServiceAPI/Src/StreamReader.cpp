@@ -25,7 +25,7 @@ void StreamReader::SetSource(const SourceSettings& settings) {
     m_source.reset();
     m_retry = {};
     m_lastError.clear();
-    m_sync.Clear();
+    m_sync = PacketSync();
     m_pacer.Reset();
     m_early = nullptr;
     m_isAtEnd = false;

@@ -67,6 +67,10 @@ void StreamTables::OnPatSection(const Section& section) {
     if (!pat) {
         return;
     }
+    if (m_pat && m_pat->transportStreamId != pat->transportStreamId) {
+        m_pat.reset(); // another stream: its maps are new, also where they look the same
+        FollowPrograms();
+    }
     m_pat = std::move(pat);
     FollowPrograms();
     m_guide.SetPat(*m_pat);
@@ -99,7 +103,7 @@ void StreamTables::FollowPrograms() {
 
 void StreamTables::MapEntry::OnSection(const Section& section) {
     if (section.TableId() != PMT_TABLE || !section.IsLong() ||
-        section.Extension() != m_program.number) {
+        section.Extension() != m_program.number || section.LastNumber() != 0) { // always one
         return;
     }
     const std::vector<SectionBytes>* whole = m_collector.Add(section);

@@ -54,6 +54,19 @@ public:
         return subscription;
     }
 
+    /// The same, where it is this one.
+    bool Remove(const Key& key, const Pointer& subscription) {
+        const marrow::base::MutexLock lock(m_mutex);
+        const auto entry = m_entries.find(key);
+        if (entry == m_entries.end() || entry->second != subscription) {
+            return false;
+        }
+        m_retired.push_back(std::move(entry->second));
+        m_entries.erase(entry);
+        Changed();
+        return true;
+    }
+
     /// The end of all: no callback comes afterwards.
     void CloseAll() {
         std::vector<Pointer> all;

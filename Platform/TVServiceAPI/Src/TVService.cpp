@@ -50,6 +50,7 @@ void TVService::Run() {
     while (!m_isEnding) {
         Step();
     }
+    m_hasEnded = true;
 }
 
 void TVService::Step() {
@@ -121,6 +122,9 @@ void TVService::TakeSubscribers() {
     }
     if (m_subscribers.programs) {
         m_subscribers.programs->Sync(m_guide);
+    }
+    if (m_subscribers.signals) {
+        m_subscribers.signals->Sync();
     }
 }
 

@@ -52,8 +52,9 @@ public:
 
     /// From now on these. Any thread, like the next ones.
     void SetSubscribers(const Subscribers& subscribers);
-    /// The thread ends soon; the destructor waits for it.
+    /// The thread ends soon; the destructor waits for it, and not at all once it has ended.
     void End();
+    bool HasEnded() const { return m_hasEnded; }
     bool IsOwnThread() const { return std::this_thread::get_id() == m_thread.get_id(); }
 
 private:
@@ -78,6 +79,7 @@ private:
 
     const std::shared_ptr<WakeEvent> m_wake;
     std::atomic<bool> m_isEnding{false};
+    std::atomic<bool> m_hasEnded{false};
     marrow::base::Mutex m_mutex;
     Subscribers m_next GUARDED_BY(m_mutex);
 

@@ -25,9 +25,8 @@ public:
     template <typename Interface, typename Kind, typename... Arguments>
     int Create(std::shared_ptr<Kind> Subscribers::*kind, Interface** subscriber,
                Arguments... arguments) {
-        Services ended; // without the lock: a callback that is under way may want it
         const MutexLock lock(m_mutex);
-        TakeEnded(ended);
+        ForgetEnded();
         std::shared_ptr<Kind>& entry = m_subscribers.*kind;
         if (!entry) {
             try {
@@ -50,11 +49,12 @@ public:
 
     template <typename Kind>
     void Destroy(std::shared_ptr<Kind> Subscribers::*kind) {
-        Services ended; // without the lock, as above
+        // Both end without the lock: a callback that is under way may want it.
+        std::unique_ptr<TVService> ended;
         std::shared_ptr<Kind> subscriber;
         {
             const MutexLock lock(m_mutex);
-            TakeEnded(ended);
+            ForgetEnded();
             subscriber = std::exchange(m_subscribers.*kind, nullptr);
             if (!subscriber) {
                 return;
@@ -62,32 +62,30 @@ public:
             m_service->SetSubscribers(m_subscribers);
             if (m_subscribers.AreNone()) {
                 m_service->End();
-                m_ended.push_back(std::move(m_service));
-                TakeEnded(ended);
+                if (m_service->IsOwnThread()) { // a callback cannot wait for its own thread
+                    m_ending.push_back(std::move(m_service));
+                } else {
+                    ended = std::move(m_service);
+                }
             }
         }
         subscriber->Close();
     }
 
 private:
-    using Services = std::vector<std::unique_ptr<TVService>>;
-
-    // Those whose end can be waited for here: a callback cannot wait for its own thread's, which is
-    // left to the next caller.
-    void TakeEnded(Services& ended) REQUIRES(m_mutex) {
-        for (std::unique_ptr<TVService>& service : m_ended) {
-            if (!service->IsOwnThread()) {
-                ended.push_back(std::move(service));
-            }
-        }
-        std::erase(m_ended, nullptr);
+    // Those whose threads have ended: nobody waits here.
+    void ForgetEnded() REQUIRES(m_mutex) {
+        std::erase_if(m_ending, [](const std::unique_ptr<TVService>& service) {
+            return service->HasEnded();
+        });
     }
 
     Mutex m_mutex;
     Subscribers m_subscribers GUARDED_BY(m_mutex);
     std::shared_ptr<WakeEvent> m_wake GUARDED_BY(m_mutex);
     std::unique_ptr<TVService> m_service GUARDED_BY(m_mutex);
-    Services m_ended GUARDED_BY(m_mutex); // their threads end or have ended
+    // Their threads end by themselves, or have ended.
+    std::vector<std::unique_ptr<TVService>> m_ending GUARDED_BY(m_mutex);
 };
 
 Process& TheProcess() {

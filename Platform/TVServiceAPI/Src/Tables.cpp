@@ -5,6 +5,7 @@
 
 #include "Tables.h"
 
+#include <set>
 #include <utility>
 
 #include "ByteReader.h"
@@ -28,6 +29,7 @@ constexpr std::uint8_t LOCAL_TIME_OFFSET_DESCRIPTOR = 0x58;
 constexpr std::uint8_t SUBTITLING_DESCRIPTOR = 0x59;
 constexpr std::size_t LANGUAGE_BYTES = 3;
 
+constexpr std::size_t MOST_PROGRAMS = 1000;   // a multiplex has some dozen
 constexpr std::uint16_t LENGTH_BITS = 0x0FFF; // of a word that holds a length and flags
 
 // What all sections of the long form begin with.
@@ -174,6 +176,7 @@ std::optional<Pat> DecodePat(const std::vector<SectionBytes>& sections) {
         return std::nullopt;
     }
     Pat pat;
+    std::set<std::uint16_t> numbers; // one that is listed twice counts where it stands first
     for (const SectionBytes& bytes : sections) {
         const LongSection section(bytes);
         pat.transportStreamId = section.extension;
@@ -182,7 +185,9 @@ std::optional<Pat> DecodePat(const std::vector<SectionBytes>& sections) {
         while (!reader.IsEmpty()) {
             const std::uint16_t number = reader.Word();
             const std::uint16_t pid = reader.Word() & NULL_PID;
-            if (number != 0 && !reader.IsShort()) {
+            const bool isUsable =
+                number != 0 && !reader.IsShort() && numbers.size() < MOST_PROGRAMS;
+            if (isUsable && numbers.insert(number).second) {
                 pat.programs.push_back({number, pid});
             }
         }
@@ -246,6 +251,7 @@ std::optional<EitSection> DecodeEit(const Section& section) {
     result.tableId = section.TableId();
     result.serviceId = section.Extension();
     result.number = section.Number();
+    result.lastNumber = section.LastNumber();
     result.transportStreamId = reader.Word();
     result.originalNetworkId = reader.Word();
     reader.Take(2); // which sections and tables there are

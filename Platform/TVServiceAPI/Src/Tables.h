@@ -67,6 +67,7 @@ struct EitSection {
     std::uint16_t originalNetworkId = 0;
     std::uint8_t number = 0;
     std::vector<TSProgramEvent> events;
+    std::uint8_t lastNumber = 0; ///< of the table's sections
 };
 std::optional<EitSection> DecodeEit(const Section& section);
 

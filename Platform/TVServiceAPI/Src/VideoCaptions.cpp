@@ -21,6 +21,7 @@ constexpr std::size_t USER_DATA_BYTES = 1 + 7 + 31 * 3 + 1;
 
 // ITU-T H.264, table 7-1.
 constexpr unsigned SLICE_UNIT = 1;
+constexpr unsigned PARTITION_UNIT = 2; // the first of a slice's three, with its header
 constexpr unsigned IDR_SLICE_UNIT = 5;
 constexpr unsigned SEI_UNIT = 6;
 constexpr unsigned DELIMITER_UNIT = 9;
@@ -86,21 +87,26 @@ void VideoCaptions::Reset() {
 void VideoCaptions::Flush() {
     EndPicture();
     m_order.Flush();
+    Drop();
+}
+
+// Half a unit helps nobody.
+void VideoCaptions::Drop() {
     m_scanner.Reset();
     m_inHeader = m_inData = false;
 }
 
 void VideoCaptions::Push(const TsPacket& packet) {
-    if (packet.payload.empty()) {
-        return;
-    }
     switch (m_continuity.Follow(packet)) {
+    case Continuity::Step::None:
     case Continuity::Step::Repeated:
         return;
-    case Continuity::Step::Gap: // half a unit helps nobody
+    case Continuity::Step::Gap:
         ++m_counters.gaps;
-        m_scanner.Reset();
-        m_inHeader = m_inData = false;
+        Drop();
+        break;
+    case Continuity::Step::Jump:
+        Drop();
         break;
     case Continuity::Step::Next:
         break;
@@ -109,10 +115,6 @@ void VideoCaptions::Push(const TsPacket& packet) {
         m_inHeader = true;
         m_inData = false;
         m_header.clear();
-        if (!PesHeader::IsStart(packet.payload)) {
-            ++m_counters.badPes;
-            m_inHeader = false;
-        }
     }
     if (m_inData) {
         m_scanner.Push(packet.payload);
@@ -124,6 +126,9 @@ void VideoCaptions::Push(const TsPacket& packet) {
             m_nextPts = header->pts;
             m_nextDts = header->dts;
             m_scanner.Push(Bytes(m_header).subspan(header->dataOffset));
+        } else if (m_header.size() >= PesHeader::START_BYTES && !PesHeader::IsStart(m_header)) {
+            ++m_counters.badPes;
+            m_inHeader = false;
         }
     }
 }
@@ -190,6 +195,7 @@ void VideoCaptions::OnMpeg2Unit(Bytes unit) {
     }
     if (unit[0] == PICTURE_START && unit.size() == PICTURE_HEADER_BYTES) {
         m_picture.isReference = (unit[2] >> 3 & 0x07U) != B_PICTURE;
+        m_picture.frame = static_cast<unsigned>(unit[1]) << 2 | unit[2] >> 6; // temporal_reference
     } else if (unit[0] == USER_DATA_START) {
         if (const std::optional<Bytes> triples = CcDataOfUserData(unit.subspan(1))) {
             AddCcData(*triples);
@@ -203,9 +209,9 @@ void VideoCaptions::OnMpeg2Unit(Bytes unit) {
 // 7.4.1.2.3), and so does an access unit delimiter.
 std::size_t VideoCaptions::OnH264Start(std::uint8_t header) {
     const unsigned type = header & 0x1F;
-    const bool isSlice = type >= SLICE_UNIT && type <= IDR_SLICE_UNIT;
-    const bool beginsPicture = type >= SEI_UNIT && type <= DELIMITER_UNIT;
-    if (!m_inPicture || (m_sliceSeen && beginsPicture)) {
+    const bool isSlice = type == SLICE_UNIT || type == PARTITION_UNIT || type == IDR_SLICE_UNIT;
+    const bool isAhead = type >= SEI_UNIT && type < DELIMITER_UNIT;
+    if (!m_inPicture || type == DELIMITER_UNIT || (m_sliceSeen && isAhead)) {
         BeginPicture();
     }
     if (isSlice) {

@@ -33,6 +33,7 @@ public:
 private:
     enum class Codec { Mpeg2, H264 };
 
+    void Drop();
     std::size_t OnUnitStart(std::uint8_t firstByte) override;
     void OnUnit(Bytes unit) override;
 

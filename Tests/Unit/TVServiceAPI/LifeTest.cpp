@@ -137,6 +137,27 @@ TEST_F(LifeTest, WaitsAtTheEndForACallbackOfWhatHasBeenReplaced) {
     helper.join();
 }
 
+// The callback's thread is on its way to its end, and nobody who begins anew waits for that.
+TEST_F(LifeTest, BeginsAnewWhileTheOldThreadIsStillInItsLastCallback) {
+    SubscribeSections();
+    Gate entered;
+    Gate leave;
+    std::atomic<bool> isFirst = true;
+    onSection = [&](const ReceivedSection&) {
+        if (isFirst.exchange(false)) {
+            TVServiceAPI::DestroySectionSubscriber();
+            entered.Open();
+            leave.Wait();
+        }
+    };
+    PlayForEver();
+    ASSERT_TRUE(entered.Wait());
+    EXPECT_EQ(SubscribeSections(), 1) << "the first filter of a new subscriber";
+    sections.WaitFor(2);
+    leave.Open();
+    EXPECT_TRUE(WaitUntil([] { return CountThreads("tv-stream") == 1; }));
+}
+
 // One gives up in time, the other one goes on waiting: the gate is closed then.
 TEST(CallbackGateLife, StaysClosedForWhoWaitsThoughAnotherGivesUp) {
     CallbackGate gate;
