@@ -8,6 +8,8 @@
 
 namespace marrow::evt {
 
+template class IListenable<TSCaption>; // its table stands in the executable
+
 // Where a device's library has them. The class has virtual operations: compilers allow the question
 // and want to be asked nicely.
 #pragma GCC diagnostic push

@@ -7,6 +7,8 @@
 
 namespace marrow::evt {
 
+template class IListenable<tvs_event_args_t>; // its table stands in the executable
+
 template class SubscriptionManager<tvs_event_t, tvs_event_args_t>;
 
 TVSEventProxy& TVSEventProxy::Get() {

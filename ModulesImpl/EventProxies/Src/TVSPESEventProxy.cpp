@@ -10,6 +10,8 @@
 
 namespace marrow::evt {
 
+template class IListenable<tvs_pes_event_arg_t>; // its table stands in the executable
+
 // Where a device's library has them.
 static_assert(offsetof(TSPESData, word_a) == 12 && offsetof(TSPESData, short_b) == 16 &&
               offsetof(TSPESData, word_c) == 20 && offsetof(TSPESData, bytes) == 24);

@@ -8,6 +8,8 @@
 
 namespace marrow::evt {
 
+template class IListenable<tvs_program_event_arg_t>; // its table stands in the executable
+
 TVSProgramEventProxy& TVSProgramEventProxy::Get() {
     static TVSProgramEventProxy instance;
     return instance;

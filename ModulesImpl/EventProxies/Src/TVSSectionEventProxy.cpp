@@ -7,6 +7,8 @@
 
 namespace marrow::evt {
 
+template class IListenable<tvs_section_event_arg_t>; // its table stands in the executable
+
 TVSSectionEventProxy& TVSSectionEventProxy::Get() {
     static TVSSectionEventProxy instance;
     return instance;

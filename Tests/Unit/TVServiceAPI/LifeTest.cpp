@@ -89,6 +89,7 @@ TEST_F(LifeTest, EndsItsThreadWhenTheLastSubscriberGoesInsideOfACallback) {
     // And everything begins anew.
     SubscribeSections();
     sections.WaitFor(2);
+    TVServiceAPI::DestroySectionSubscriber(); // while what its callback uses is there
 }
 
 TEST_F(LifeTest, WaitsAtTheEndForACallbackOfWhatHasBeenUnsubscribed) {
@@ -156,6 +157,7 @@ TEST_F(LifeTest, BeginsAnewWhileTheOldThreadIsStillInItsLastCallback) {
     sections.WaitFor(2);
     leave.Open();
     EXPECT_TRUE(WaitUntil([] { return CountThreads("tv-stream") == 1; }));
+    TVServiceAPI::DestroySectionSubscriber(); // while what its callback uses is there
 }
 
 // One gives up in time, the other one goes on waiting: the gate is closed then.
