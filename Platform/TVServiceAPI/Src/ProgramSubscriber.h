@@ -33,7 +33,7 @@ private:
     struct Subscription {
         enum class Kind { Changes, PresentAndFollowing, Schedule };
 
-        bool Wants(EProgramChangeType type, const TCProgramData& data) const;
+        bool Wants(EProgramChangeType change, const TCProgramData& data) const;
 
         Kind kind = Kind::Changes;
         TCProgramFilteringItem filter; // of changes

@@ -34,7 +34,7 @@ private:
     void Drop();
     Bytes Continue(Bytes bytes);
     void Begin(Bytes bytes);
-    void Emit(Bytes section);
+    void Emit(Bytes bytes);
 
     SectionSink& m_sink;
     Counters& m_counters;
