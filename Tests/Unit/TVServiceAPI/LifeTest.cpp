@@ -3,6 +3,7 @@
 // Subscribers and the library's thread: from Create to Destroy, from any thread.
 
 #include <atomic>
+#include <future>
 #include <gmock/gmock.h>
 #include <thread>
 
@@ -112,10 +113,12 @@ TEST_F(LifeTest, WaitsAtTheEndForACallbackOfWhatHasBeenUnsubscribed) {
     PlayForEver();
     ASSERT_TRUE(state.entered.Wait());
     EXPECT_EQ(Pes().UnsubscribePESData(id), 1) << "at once";
-    std::thread helper([&] { state.leave.Open(); });
-    TVServiceAPI::DestroyPESDataSubscriber();
+    std::future<void> destroyed =
+        std::async(std::launch::async, [] { TVServiceAPI::DestroyPESDataSubscriber(); });
+    EXPECT_EQ(destroyed.wait_for(100ms), std::future_status::timeout);
+    state.leave.Open();
+    destroyed.get();
     EXPECT_TRUE(state.left);
-    helper.join();
 }
 
 TEST_F(LifeTest, WaitsAtTheEndForACallbackOfWhatHasBeenReplaced) {
@@ -132,10 +135,12 @@ TEST_F(LifeTest, WaitsAtTheEndForACallbackOfWhatHasBeenReplaced) {
     PlayForEver();
     ASSERT_TRUE(entered.Wait());
     EXPECT_EQ(Sections().ChangeSection(handle, TCSectionCriteriaHelper(PID, 0x99)), 1);
-    std::thread helper([&] { leave.Open(); });
-    TVServiceAPI::DestroySectionSubscriber();
+    std::future<void> destroyed =
+        std::async(std::launch::async, [] { TVServiceAPI::DestroySectionSubscriber(); });
+    EXPECT_EQ(destroyed.wait_for(100ms), std::future_status::timeout);
+    leave.Open();
+    destroyed.get();
     EXPECT_TRUE(left);
-    helper.join();
 }
 
 // The callback's thread is on its way to its end, and nobody who begins anew waits for that.

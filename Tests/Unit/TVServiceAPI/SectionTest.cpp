@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <future>
 #include <gmock/gmock.h>
 #include <thread>
 
@@ -241,12 +242,15 @@ TEST_F(SectionTest, WaitsAtTheEndOfAllForACallbackThatIsUnderWay) {
     };
     Play(StreamOf({Long(1, 0, {1}), Long(2, 0, {1})}));
     ASSERT_TRUE(entered.Wait());
-    std::thread helper([&] { leave.Open(); });
-    TVServiceAPI::DestroySectionSubscriber();
+    std::future<void> destroyed =
+        std::async(std::launch::async, [] { TVServiceAPI::DestroySectionSubscriber(); });
+    EXPECT_EQ(destroyed.wait_for(100ms), std::future_status::timeout);
+    leave.Open();
+    destroyed.get();
     EXPECT_TRUE(left);
-    helper.join();
+    const std::size_t count = sections.Now().size();
     WaitForEnd();
-    EXPECT_EQ(sections.Now().size(), 1U);
+    EXPECT_EQ(sections.Now().size(), count) << "nothing comes afterwards";
 }
 
 // The caller's lock is held around each call, and each callback takes it.
