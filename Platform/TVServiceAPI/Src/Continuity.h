@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "Counters.h"
 #include "TsPacket.h"
 
 namespace tvservice {
@@ -37,6 +38,30 @@ public:
             return Step::Next;
         }
         return isAnnounced ? Step::Jump : Step::Gap;
+    }
+
+    /// What an assembler makes of a packet.
+    enum class Use {
+        None,
+        Continue, ///< it goes on where the last one ended
+        Begin,    ///< what is under way is lost
+    };
+
+    /// For each packet, in their order, in the place of Follow; counts the gaps.
+    Use Judge(const TsPacket& packet, Counters& counters) {
+        switch (Follow(packet)) {
+        case Step::None:
+        case Step::Repeated:
+            return Use::None;
+        case Step::Gap:
+            ++counters.gaps;
+            return Use::Begin;
+        case Step::Jump:
+            return Use::Begin;
+        case Step::Next:
+            break;
+        }
+        return Use::Continue;
     }
 
     void Reset() { *this = Continuity(); }

@@ -16,12 +16,7 @@ int DataSubscriber::SubscribeData(Callback callback, void* user, int& id) {
 }
 
 int DataSubscriber::UnsubscribeData(int id) {
-    const std::shared_ptr<Subscription> subscription = m_table.Remove(id);
-    if (!subscription) {
-        return 0;
-    }
-    subscription->gate.Close();
-    return 1;
+    return m_table.End(id) ? 1 : 0;
 }
 
 } // namespace tvservice

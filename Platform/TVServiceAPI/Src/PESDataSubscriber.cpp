@@ -28,12 +28,7 @@ int PESDataSubscriber::SelectPES(int id, unsigned short pid) {
 }
 
 int PESDataSubscriber::UnsubscribePESData(int id) {
-    const std::shared_ptr<Subscription> subscription = m_table.Remove(id);
-    if (!subscription) {
-        return 0;
-    }
-    subscription->gate.Close();
-    return 1;
+    return m_table.End(id) ? 1 : 0;
 }
 
 } // namespace tvservice

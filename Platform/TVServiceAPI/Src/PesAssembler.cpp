@@ -15,19 +15,12 @@ void PesAssembler::Reset() {
 }
 
 void PesAssembler::Push(const TsPacket& packet) {
-    switch (m_continuity.Follow(packet)) {
-    case Continuity::Step::None:
-    case Continuity::Step::Repeated:
+    const Continuity::Use use = m_continuity.Judge(packet, m_counters);
+    if (use == Continuity::Use::None) {
         return;
-    case Continuity::Step::Gap:
-        ++m_counters.gaps;
+    }
+    if (use == Continuity::Use::Begin) {
         m_damaged = true;
-        break;
-    case Continuity::Step::Jump:
-        m_damaged = true;
-        break;
-    case Continuity::Step::Next:
-        break;
     }
     if (packet.unitStart) {
         Flush();

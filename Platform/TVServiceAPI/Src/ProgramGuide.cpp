@@ -4,11 +4,12 @@
 #include <algorithm>
 #include <set>
 
+#include "TableIds.h"
+
 namespace tvservice {
 
 namespace {
 
-constexpr std::uint8_t PRESENT_FOLLOWING_TABLE = 0x4E;
 constexpr std::uint8_t PRESENT_SECTION = 0;
 constexpr std::uint8_t FOLLOWING_SECTION = 1;
 constexpr std::size_t MOST_SCHEDULED = 20000; // events of a program: a month has a few thousand

@@ -27,12 +27,7 @@ int ProgramSubscriber::SubscribeProgram(TCProgramFilteringItem const& filter, in
 }
 
 int ProgramSubscriber::UnsubscribeProgram(int id) {
-    const std::shared_ptr<Subscription> subscription = m_table.Remove(id);
-    if (!subscription) {
-        return 0;
-    }
-    subscription->gate.Close();
-    return 1;
+    return m_table.End(id) ? 1 : 0;
 }
 
 int ProgramSubscriber::SubscribeProgramListPF(int param, unsigned long long const& list,
@@ -128,7 +123,7 @@ void ProgramSubscriber::Tell(int id, Subscription& subscription, const ProgramGu
     }
     Call(id, subscription, PROGRAM_LIST_END, {});
     if (subscription.type == SUBSCRIBE_ONCE) {
-        m_table.Remove(id);
+        m_table.End(id);
     }
 }
 

@@ -3,11 +3,12 @@
 
 #include <array>
 
+#include "TableIds.h"
+
 namespace tvservice {
 
 namespace {
 
-constexpr std::uint8_t TIME_OFFSET_TABLE = 0x73; // short, and with a CRC_32 (EN 300 468, 5.2.6)
 constexpr std::size_t LONG_BYTES = 8 + Section::CRC_BYTES; // the least that the long form needs
 
 constexpr std::array<std::uint32_t, 256> MakeCrcTable() {
@@ -38,6 +39,7 @@ std::uint32_t Crc(Bytes bytes) {
 Section::Section(Bytes bytes) : m_bytes(bytes) {
     const bool saysLong = (bytes[1] & 0x80) != 0;
     m_isLong = saysLong && bytes.size() >= LONG_BYTES;
+    // A TOT is short, and has one all the same (EN 300 468, 5.2.6).
     m_hasCrc = saysLong || TableId() == TIME_OFFSET_TABLE;
     m_isIntact = !m_hasCrc || (bytes.size() >= START_BYTES + CRC_BYTES && Crc(bytes) == 0);
 }

@@ -29,19 +29,12 @@ void SectionAssembler::Drop() {
 }
 
 void SectionAssembler::Push(const TsPacket& packet) {
-    switch (m_continuity.Follow(packet)) {
-    case Continuity::Step::None:
-    case Continuity::Step::Repeated:
+    const Continuity::Use use = m_continuity.Judge(packet, m_counters);
+    if (use == Continuity::Use::None) {
         return;
-    case Continuity::Step::Gap:
-        ++m_counters.gaps;
+    }
+    if (use == Continuity::Use::Begin) {
         Drop();
-        break;
-    case Continuity::Step::Jump:
-        Drop();
-        break;
-    case Continuity::Step::Next:
-        break;
     }
     if (!packet.unitStart) {
         if (!m_partial.empty()) {
@@ -62,21 +55,21 @@ void SectionAssembler::Push(const TsPacket& packet) {
     Begin(packet.payload.subspan(1 + pointer));
 }
 
-// Adds to the section that is under way; returns what is left over.
-Bytes SectionAssembler::Continue(Bytes bytes) {
+// Adds to the section that is under way, up to its end.
+void SectionAssembler::Continue(Bytes bytes) {
     if (m_partial.size() < Section::START_BYTES) {
         const std::size_t missing = Section::START_BYTES - m_partial.size();
         const Bytes start = bytes.first(std::min(missing, bytes.size()));
         m_partial.insert(m_partial.end(), start.begin(), start.end());
         bytes = bytes.subspan(start.size());
         if (m_partial.size() < Section::START_BYTES) {
-            return bytes;
+            return;
         }
     }
     const std::size_t length = Section::LengthOf(m_partial);
     if (length > Section::MAX_BYTES) {
         Drop();
-        return {};
+        return;
     }
     const Bytes rest = bytes.first(std::min(length - m_partial.size(), bytes.size()));
     m_partial.insert(m_partial.end(), rest.begin(), rest.end());
@@ -84,7 +77,6 @@ Bytes SectionAssembler::Continue(Bytes bytes) {
         Emit(m_partial);
         m_partial.clear();
     }
-    return bytes.subspan(rest.size());
 }
 
 // The sections that begin in a packet, one behind the other.

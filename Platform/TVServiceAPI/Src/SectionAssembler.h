@@ -32,7 +32,7 @@ public:
 
 private:
     void Drop();
-    Bytes Continue(Bytes bytes);
+    void Continue(Bytes bytes);
     void Begin(Bytes bytes);
     void Emit(Bytes bytes);
 

@@ -20,12 +20,7 @@ int SignalSubscriber::SubscribeSignal(ESignalType signal, void* user, EProfile p
 
 int SignalSubscriber::UnsubscribeSignal(ESignalType signal, EProfile profile,
                                         unsigned short screen) {
-    const std::shared_ptr<Subscription> subscription = m_table.Remove({signal, profile, screen});
-    if (!subscription) {
-        return 0;
-    }
-    subscription->gate.Close();
-    return 1;
+    return m_table.End({signal, profile, screen}) ? 1 : 0;
 }
 
 void SignalSubscriber::Raise(ESignalType signal, const std::vector<ScreenKey>& screens,

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StreamTables.h"
 
+#include "TableIds.h"
+
 namespace tvservice {
 
 namespace {
@@ -10,16 +12,6 @@ constexpr std::uint16_t PAT_PID = 0x0000;
 constexpr std::uint16_t SDT_PID = 0x0011;
 constexpr std::uint16_t EIT_PID = 0x0012;
 constexpr std::uint16_t TIME_PID = 0x0014;
-
-// Table ids, those of EN 300 468, table 2: of the stream itself, not of others.
-constexpr std::uint8_t PAT_TABLE = 0x00;
-constexpr std::uint8_t PMT_TABLE = 0x02;
-constexpr std::uint8_t SDT_TABLE = 0x42;
-constexpr std::uint8_t PRESENT_FOLLOWING_TABLE = 0x4E;
-constexpr std::uint8_t FIRST_SCHEDULE_TABLE = 0x50;
-constexpr std::uint8_t LAST_SCHEDULE_TABLE = 0x5F;
-constexpr std::uint8_t DATE_TABLE = 0x70;
-constexpr std::uint8_t OFFSET_TABLE = 0x73;
 
 } // namespace
 
@@ -139,7 +131,8 @@ void StreamTables::OnEitSection(const Section& section) {
 }
 
 void StreamTables::OnTimeSection(const Section& section) {
-    const bool isTime = section.TableId() == DATE_TABLE || section.TableId() == OFFSET_TABLE;
+    const bool isTime =
+        section.TableId() == TIME_AND_DATE_TABLE || section.TableId() == TIME_OFFSET_TABLE;
     if (!isTime || !section.IsIntact()) {
         return;
     }

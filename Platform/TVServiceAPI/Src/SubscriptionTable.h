@@ -40,30 +40,26 @@ public:
         return entry != m_entries.end() ? entry->second : nullptr;
     }
 
-    /// Takes it off the table; null where there is none. Its gate is left as it is.
-    Pointer Remove(const Key& key) {
+    /// Takes it off the table: no callback begins from now on. Returns false where there is none.
+    bool End(const Key& key) {
         const marrow::base::MutexLock lock(m_mutex);
         const auto entry = m_entries.find(key);
         if (entry == m_entries.end()) {
-            return nullptr;
+            return false;
         }
-        Pointer subscription = std::move(entry->second);
-        m_entries.erase(entry);
-        m_retired.push_back(subscription);
-        Changed();
-        return subscription;
+        entry->second->gate.Close();
+        Retire(entry);
+        return true;
     }
 
-    /// The same, where it is this one.
+    /// Takes it off the table where it is this one, whose gate is closed.
     bool Remove(const Key& key, const Pointer& subscription) {
         const marrow::base::MutexLock lock(m_mutex);
         const auto entry = m_entries.find(key);
         if (entry == m_entries.end() || entry->second != subscription) {
             return false;
         }
-        m_retired.push_back(std::move(entry->second));
-        m_entries.erase(entry);
-        Changed();
+        Retire(entry);
         return true;
     }
 
@@ -116,6 +112,12 @@ private:
         }
         m_wakeUp();
         return true;
+    }
+
+    void Retire(typename std::map<Key, Pointer>::iterator entry) REQUIRES(m_mutex) {
+        m_retired.push_back(std::move(entry->second));
+        m_entries.erase(entry);
+        Changed();
     }
 
     void Changed() REQUIRES(m_mutex) { m_changes.fetch_add(1, std::memory_order_release); }

@@ -14,6 +14,15 @@ constexpr std::chrono::seconds LOST_AFTER(2);
 constexpr std::chrono::milliseconds LONGEST_WAIT(500);
 constexpr unsigned PACKETS_PER_STEP = 512; // between two looks at everything else
 
+// The delivery to another subscriber, or to none.
+template <typename Delivery, typename Source, typename Subscriber>
+void Renew(std::unique_ptr<Delivery>& delivery, Source& source,
+           const std::shared_ptr<Subscriber>& former, const std::shared_ptr<Subscriber>& next) {
+    if (next != former) {
+        delivery = next ? std::make_unique<Delivery>(source, next) : nullptr;
+    }
+}
+
 } // namespace
 
 TVService::TVService(std::shared_ptr<WakeEvent> wake)
@@ -86,28 +95,10 @@ void TVService::TakeSubscribers() {
         next = m_next;
     }
     if (next != m_subscribers) {
-        const bool newSections = next.sections != m_subscribers.sections;
-        const bool newData = next.data != m_subscribers.data;
-        const bool newPes = next.pes != m_subscribers.pes;
+        Renew(m_sections, m_router, m_subscribers.sections, next.sections);
+        Renew(m_captions, m_demuxer, m_subscribers.data, next.data);
+        Renew(m_pes, m_demuxer, m_subscribers.pes, next.pes);
         m_subscribers = next;
-        if (newSections) {
-            m_sections.reset();
-            if (next.sections) {
-                m_sections = std::make_unique<SectionDelivery>(m_router, next.sections);
-            }
-        }
-        if (newData) {
-            m_captions.reset();
-            if (next.data) {
-                m_captions = std::make_unique<CaptionDelivery>(m_demuxer, next.data);
-            }
-        }
-        if (newPes) {
-            m_pes.reset();
-            if (next.pes) {
-                m_pes = std::make_unique<PesDelivery>(m_demuxer, next.pes);
-            }
-        }
         ShowPrograms();
     }
     if (m_sections) {

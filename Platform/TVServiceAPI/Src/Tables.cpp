@@ -11,16 +11,13 @@
 #include "ByteReader.h"
 #include "DvbText.h"
 #include "DvbTime.h"
+#include "TableIds.h"
 
 namespace tvservice {
 
 namespace {
 
 constexpr std::size_t LONG_HEADER_BYTES = 8;
-constexpr std::uint8_t PAT_TABLE = 0x00;
-constexpr std::uint8_t PMT_TABLE = 0x02;
-constexpr std::uint8_t SDT_TABLE = 0x42; // of the stream itself
-
 constexpr std::uint8_t LANGUAGE_DESCRIPTOR = 0x0A; // ISO/IEC 13818-1, 2.6.18
 constexpr std::uint8_t SERVICE_DESCRIPTOR = 0x48;  // EN 300 468, table 12, as all that follow
 constexpr std::uint8_t SHORT_EVENT_DESCRIPTOR = 0x4D;

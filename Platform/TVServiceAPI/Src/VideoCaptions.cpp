@@ -97,19 +97,12 @@ void VideoCaptions::Drop() {
 }
 
 void VideoCaptions::Push(const TsPacket& packet) {
-    switch (m_continuity.Follow(packet)) {
-    case Continuity::Step::None:
-    case Continuity::Step::Repeated:
+    const Continuity::Use use = m_continuity.Judge(packet, m_counters);
+    if (use == Continuity::Use::None) {
         return;
-    case Continuity::Step::Gap:
-        ++m_counters.gaps;
+    }
+    if (use == Continuity::Use::Begin) {
         Drop();
-        break;
-    case Continuity::Step::Jump:
-        Drop();
-        break;
-    case Continuity::Step::Next:
-        break;
     }
     if (packet.unitStart) {
         m_inHeader = true;

@@ -78,6 +78,8 @@ TEST_F(CallbackGateTest, IsOpenAgainWhereTheCallDoesntEndInTime) {
     EXPECT_FALSE(hasLeft);
     End();
     EXPECT_TRUE(MayPass());
+    EXPECT_TRUE(gate.TryToClose(1ms));
+    EXPECT_FALSE(MayPass());
 }
 
 TEST_F(CallbackGateTest, StaysClosedWhoeverTriesAndGivesUp) {
@@ -85,6 +87,19 @@ TEST_F(CallbackGateTest, StaysClosedWhoeverTriesAndGivesUp) {
     gate.Close();
     EXPECT_FALSE(gate.TryToClose(1ms));
     End();
+    EXPECT_FALSE(MayPass());
+}
+
+// One gives up in time, the other one goes on waiting: the gate is closed then.
+TEST_F(CallbackGateTest, StaysClosedForWhoWaitsThoughAnotherGivesUp) {
+    BeginCall();
+    std::future<void> closed = std::async(std::launch::async, [this] { gate.CloseAndWait(); });
+    // Some of these meet the other one in its wait.
+    for (int round = 0; round < 20; ++round) {
+        EXPECT_FALSE(gate.TryToClose(2ms));
+    }
+    End();
+    closed.get();
     EXPECT_FALSE(MayPass());
 }
 

@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <thread>
 
-#include "CallbackGate.h"
 #include "CountThreads.h"
 #include "Gate.h"
 #include "PesBuilder.h"
@@ -21,7 +20,6 @@ namespace {
 using namespace std::chrono_literals;
 using streammaker::Bytes;
 using streammaker::TsWriter;
-using tvservice::CallbackGate;
 
 constexpr std::uint16_t PID = 0x345;
 constexpr const char* FOR_EVER = "pace = fast\nloop = yes\n";
@@ -163,48 +161,6 @@ TEST_F(LifeTest, BeginsAnewWhileTheOldThreadIsStillInItsLastCallback) {
     leave.Open();
     EXPECT_TRUE(WaitUntil([] { return CountThreads("tv-stream") == 1; }));
     TVServiceAPI::DestroySectionSubscriber(); // while what its callback uses is there
-}
-
-// One gives up in time, the other one goes on waiting: the gate is closed then.
-TEST(CallbackGateLife, StaysClosedForWhoWaitsThoughAnotherGivesUp) {
-    CallbackGate gate;
-    Gate entered;
-    Gate leave;
-    std::thread callback([&] {
-        gate.Pass([&] {
-            entered.Open();
-            leave.Wait();
-        });
-    });
-    ASSERT_TRUE(entered.Wait());
-    std::thread closing([&] { gate.CloseAndWait(); });
-    // Some of these meet the other one in its wait.
-    for (int round = 0; round < 20; ++round) {
-        EXPECT_FALSE(gate.TryToClose(2ms));
-    }
-    leave.Open();
-    closing.join();
-    callback.join();
-    EXPECT_FALSE(gate.Pass([] {}));
-}
-
-TEST(CallbackGateLife, IsOpenAgainAfterAClosingThatHasGivenUp) {
-    CallbackGate gate;
-    Gate entered;
-    Gate leave;
-    std::thread callback([&] {
-        gate.Pass([&] {
-            entered.Open();
-            leave.Wait();
-        });
-    });
-    ASSERT_TRUE(entered.Wait());
-    EXPECT_FALSE(gate.TryToClose(1ms));
-    leave.Open();
-    callback.join();
-    EXPECT_TRUE(gate.Pass([] {}));
-    EXPECT_TRUE(gate.TryToClose(1ms));
-    EXPECT_FALSE(gate.Pass([] {}));
 }
 
 } // namespace
