@@ -3,13 +3,11 @@
 // The television's services of the examples, in the installed daemon, on streams that are made
 // here.
 
-#include "DaemonTest.h"
+#include "ServiceTest.h"
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <json/json.h>
-#include <sstream>
 
 #include "StreamMaker.h"
 #include "TemporaryFolder.h"
@@ -23,14 +21,9 @@ using streammaker::Event;
 using streammaker::Multiplex;
 using streammaker::StreamMaker;
 
-constexpr const char* EXAMPLES = "/usr/apps/org.norvane.hearthd/lib/services/";
 constexpr const char* ONCE = "pace = fast\nloop = no\n";
 constexpr const char* OVER_AND_OVER = "pace = fast\nloop = yes\n";
 constexpr std::uint16_t FIRST = 1;
-constexpr const char* STARTED = "State successfully changed to loaded\n"
-                                "State successfully changed to started\n";
-constexpr const char* UNLOADED = "State successfully changed to loaded\n"
-                                 "State successfully changed to not-load\n";
 
 Event EventOf(std::uint16_t id, const char* name) {
     Event event;
@@ -66,13 +59,12 @@ StreamMaker Television(const std::string& name, std::uint16_t streamId = 1) {
     return maker;
 }
 
-class Tv : public DaemonTest {
+class Tv : public ServiceTest {
 protected:
     Tv() {
         daemon.AddServices({{"epg", {.library = std::string(EXAMPLES) + "libepg.so"}},
                             {"captions", {.library = std::string(EXAMPLES) + "libcaptions.so"}}});
         daemon.SetEnvironment("TVSERVICE_SETTINGS", (folder.Path() / "settings").string());
-        listener.Match("type='signal',interface='quill.Endpoint1'");
     }
 
     // Has the daemon, which may be running, play two seconds of the stream.
@@ -85,10 +77,6 @@ protected:
         std::ofstream(folder.Path() / "new") << "[source]\naddress = " << file.string() << '\n'
                                              << how;
         std::filesystem::rename(folder.Path() / "new", folder.Path() / "settings");
-    }
-
-    std::string Call(const std::string& service, const std::string& payload) {
-        return client.Call(ROUTER, service, payload).payload;
     }
 
     // The services' names and events as "name: present, following", in one line.
@@ -106,35 +94,7 @@ protected:
         EXPECT_TRUE(WaitUntil([&] { return Guide() == expected; })) << Guide();
     }
 
-    // The payload of the next notification with this subject.
-    Json::Value NextOf(const std::string& subject) {
-        Json::Value payload;
-        while (const auto signal = listener.Next()) {
-            if (signal->arguments.at(1) == subject) {
-                std::istringstream(signal->arguments.at(2)) >> payload;
-                return payload;
-            }
-        }
-        ADD_FAILURE() << "no notification";
-        return payload;
-    }
-
-    // A function of the debug shell.
-    std::string Shell(const std::string& function, const std::string& service) {
-        Json::Value answer;
-        std::istringstream(client
-                               .Call(DEBUG_SHELL, "",
-                                     R"({"org.norvane.services.debugshell.command.tag":)"
-                                     R"("service-command","function":")" +
-                                         function + R"(","service":")" + service + "\"}")
-                               .payload) >>
-            answer;
-        return answer["return"].asString();
-    }
-
     TemporaryFolder folder;
-    RawClient client;
-    RawClient listener;
 
 private:
     int m_streams = 0;

@@ -101,4 +101,71 @@ TEST(ExportedEventSymbols, HoldEveryOperationOfTheProxiesOfProgramsCaptionsAndPa
                 IsEmpty());
 }
 
+TEST(ExportedEventSymbols, HoldEveryOperationOfTheProxyOfKeysAndItsTable) {
+    const std::string listener = ListenerOf("marrow::evt::key_event_arg_t");
+    EXPECT_THAT(Missing(Each({"marrow::evt::KeyEventProxy::"},
+                             {
+                                 "Get()",
+                                 "~KeyEventProxy()",
+                                 "Subscribe(" + listener +
+                                     ", std::vector<std::string, std::allocator<std::string > >)",
+                                 "Unsubscribe(" + listener + ")",
+                                 "AddKey(std::string)",
+                                 "RemoveKey(std::string)",
+                                 "KeyEventLoop()",
+                                 "InitX()",
+                                 "InitAllKeys()",
+                                 "KEYS_ALL[abi:cxx11]",
+                             })),
+                IsEmpty());
+    EXPECT_TRUE(Exported().at("marrow::evt::KeyEventProxy::KEYS_ALL[abi:cxx11]").isObject);
+}
+
+TEST(ExportedEventSymbols, HoldEveryOperationOfTheProxyOfConfigurationKeys) {
+    const std::string value = "marrow::evt::VConfData";
+    const std::string arguments = "(std::string, " + ListenerOf(value) + ")";
+    EXPECT_THAT(Missing(Each({"marrow::evt::SubscriptionManager<std::string, " + value + ">::"},
+                             {
+                                 "SubscriptionManager()",
+                                 "~SubscriptionManager()",
+                                 "Subscribe" + arguments,
+                                 "Unsubscribe" + arguments,
+                                 "NotifyAll(std::string, " + value + "&)",
+                                 "OnFirstSubCb(std::string)",
+                                 "OnLastUnsubCb(std::string)",
+                                 "ContextCallback(void*)",
+                             })),
+                IsEmpty());
+    EXPECT_THAT(Missing(Each({"marrow::evt::VConfEventProxy::"},
+                             {
+                                 "GetInstance()",
+                                 "~VConfEventProxy()",
+                                 "GetValue(char const*, int&)",
+                                 "GetValue(char const*, bool&)",
+                                 "GetValue(char const*, double&)",
+                                 "GetValue(char const*, char*&)",
+                                 "SetValue(char const*, int)",
+                                 "SetValue(char const*, bool)",
+                                 "SetValue(char const*, double)",
+                                 "SetValue(char const*, char const*)",
+                                 "Delete(char const*)",
+                                 "Sync(char const*)",
+                                 "OnFirstSubCb(std::string)",
+                                 "OnLastUnsubCb(std::string)",
+                                 "VConfLibCallback(_keynode_t*, void*)",
+                             })),
+                IsEmpty());
+    EXPECT_THAT(Missing(Each({value + "::"},
+                             {
+                                 "VConfData(_keynode_t*)",
+                                 "GetName[abi:cxx11]()",
+                                 "GetType()",
+                                 "operator int() const",
+                                 "operator bool() const",
+                                 "operator double() const",
+                                 "operator std::string() const",
+                             })),
+                IsEmpty());
+}
+
 } // namespace

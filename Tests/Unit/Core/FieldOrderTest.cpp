@@ -3,6 +3,7 @@
 // The order of fields, private ones included: code that was compiled elsewhere reaches them by
 // their offsets.
 
+#include <atomic>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -271,6 +272,32 @@ TEST(FieldOrder, OfTheOtherTvProxies) {
         FieldsOf("marrow::evt::TVSPESEventProxy"),
         (Names{"std::vector<" + packet + "::IListener*> m_listeners",
                "IPESDataSubscriber* m_subscriber", "int m_subscription_id", "std::mutex m_mutex"}));
+}
+
+TEST(FieldOrder, OfKeysAndTheirProxy) {
+    const std::string source = "marrow::evt::IListenable<marrow::evt::key_event_arg_t>";
+    EXPECT_EQ(FieldsOf("marrow::evt::key_event_arg_t"),
+              (Names{"std::int32_t type", "std::basic_string<char> keyname"}));
+    EXPECT_EQ(Layouts().Bases("marrow::evt::KeyEventProxy"), Names{source});
+    EXPECT_EQ(FieldsOf("marrow::evt::KeyEventProxy"),
+              (Names{"std::mutex m_mutex", "std::thread m_thread", "unsigned long m_window",
+                     "_XDisplay* x_disp", "std::atomic<bool> m_stop",
+                     "std::map<std::basic_string<char>, std::vector<" + source +
+                         "::IListener*>> m_subscribers"}));
+    static_assert(sizeof(std::atomic<bool>) == sizeof(bool));
+}
+
+TEST(FieldOrder, OfConfigurationKeysAndTheirProxy) {
+    const std::string source = "marrow::evt::IListenable<marrow::evt::VConfData>";
+    const std::string manager =
+        "marrow::evt::SubscriptionManager<std::string, marrow::evt::VConfData>";
+    EXPECT_EQ(Layouts().Bases("marrow::evt::VConfData"), Names{});
+    EXPECT_EQ(FieldsOf("marrow::evt::VConfData"),
+              (Names{"std::basic_string<char> name", "std::int32_t type", "boost::any value"}));
+    EXPECT_EQ(Layouts().VirtualTables("marrow::evt::VConfData"), LayoutDump::Tables{});
+    EXPECT_EQ(Layouts().Bases(manager), Names{source});
+    EXPECT_EQ(Layouts().Bases("marrow::evt::VConfEventProxy"), Names{manager});
+    EXPECT_EQ(FieldsOf("marrow::evt::VConfEventProxy"), Names{});
 }
 
 } // namespace

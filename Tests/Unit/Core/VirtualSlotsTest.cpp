@@ -311,4 +311,15 @@ TEST(VirtualSlots, OfTheTvProxiesStandInTheirOrder) {
     }
 }
 
+TEST(VirtualSlots, OfTheProxiesOfKeysAndConfigurationStandInTheirOrder) {
+    EXPECT_EQ(SlotsOf("marrow::evt::KeyEventProxy"),
+              (Slots{"marrow::evt::KeyEventProxy::~KeyEventProxy [complete]",
+                     "marrow::evt::KeyEventProxy::~KeyEventProxy [deleting]"}));
+    EXPECT_EQ(SlotsOf("marrow::evt::VConfEventProxy"),
+              (Slots{"marrow::evt::VConfEventProxy::~VConfEventProxy [complete]",
+                     "marrow::evt::VConfEventProxy::~VConfEventProxy [deleting]",
+                     "marrow::evt::VConfEventProxy::OnFirstSubCb",
+                     "marrow::evt::VConfEventProxy::OnLastUnsubCb"}));
+}
+
 } // namespace

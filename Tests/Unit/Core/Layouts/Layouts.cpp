@@ -15,6 +15,7 @@
 #include "IServiceControl.h"
 #include "ISignalSubscriber.h"
 #include "Job.h"
+#include "KeyEventProxy.h"
 #include "MessageRouter.h"
 #include "Messenger.h"
 #include "ModuleClass.h"
@@ -40,6 +41,7 @@
 #include "TVSPESEventProxy.h"
 #include "TVSProgramEventProxy.h"
 #include "TVSSectionEventProxy.h"
+#include "VConfEventProxy.h"
 #include "WorkerFactory.h"
 
 namespace layouts {
@@ -110,6 +112,10 @@ void VirtualTables(marrow::evt::TVSEventProxy* signals, marrow::evt::TVSSectionE
     Delete(signals, sections, programs, captions, packets);
 }
 
+void VirtualTables(marrow::evt::KeyEventProxy* keys, marrow::evt::VConfEventProxy* configuration) {
+    Delete(keys, configuration);
+}
+
 // Classes whose fields are wanted.
 template <typename... T>
 constexpr bool ARE_KNOWN = (... && (sizeof(T) != 0));
@@ -119,7 +125,8 @@ static_assert(ARE_KNOWN<record_t, PerformanceMonitor, PrintRecordHandler, Module
                         marrow::msg::MessageRouter, marrow::dbg::Messenger,
                         marrow::dbg::CommandManager, TSSignalData, TSPESData, TSCaption,
                         marrow::evt::tvs_event_args_t, marrow::evt::tvs_section_event_arg_t,
-                        marrow::evt::tvs_program_event_arg_t, marrow::evt::tvs_pes_event_arg_t>);
+                        marrow::evt::tvs_program_event_arg_t, marrow::evt::tvs_pes_event_arg_t,
+                        marrow::evt::key_event_arg_t, marrow::evt::VConfData>);
 
 // A private one: an explicit instantiation may name it.
 template <typename T>

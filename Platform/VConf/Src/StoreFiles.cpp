@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "StoreFiles.h"
+
+#include <sys/stat.h>
+
+namespace vconf {
+
+StoreFiles::StoreFiles(const StorePaths& paths)
+    : m_files{Look(paths.database), Look(paths.log), Look(paths.index), Look(paths.bell)} {}
+
+StoreFiles::File StoreFiles::Look(const std::string& path) {
+    struct stat file {};
+    if (stat(path.c_str(), &file) != 0) {
+        return {};
+    }
+    return {file.st_dev, file.st_ino};
+}
+
+} // namespace vconf

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <string>
+#include <sys/types.h>
+
+namespace vconf {
+
+/// The names of a store's files.
+struct StorePaths {
+    explicit StorePaths(const std::string& file)
+        : database(file), log(file + "-wal"), index(file + "-shm"), bell(file + "-bell") {}
+
+    std::string database;
+    std::string log;   ///< SQLite's: the commits that aren't in the database yet
+    std::string index; ///< SQLite's: where in the log things are, and the locks
+    std::string bell;  ///< written behind each change
+};
+
+/// Which files bear these names. Whoever has open what has been removed would speak to nobody, and
+/// whoever shares the database but not the index would spoil it.
+class StoreFiles {
+public:
+    /// Those that are there now.
+    explicit StoreFiles(const StorePaths& paths);
+
+    bool operator==(const StoreFiles&) const = default;
+
+private:
+    struct File {
+        dev_t device = 0;
+        ino_t number = 0;
+
+        bool operator==(const File&) const = default;
+    };
+    static File Look(const std::string& path);
+
+    std::array<File, 4> m_files;
+};
+
+} // namespace vconf

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Disks and rights that aren't as they should be.
+
+#include <cerrno>
+#include <fstream>
+#include <sys/stat.h>
+
+#include "Dlog.h"
+#include "FileCalls.h"
+#include "StorePeer.h"
+#include "VConfFixture.h"
+
+namespace {
+
+using filecalls::Call;
+
+using TroubleTest = VConfTest;
+
+int GetInt(const char* key) {
+    int value = -99;
+    return vconf_get_int(key, &value) == 0 ? value : -1;
+}
+
+int CountErrors(const std::string& beginning) {
+    return LogCapture::CountBeginning(DLOG_ERROR, beginning);
+}
+
+TEST_F(TroubleTest, AStoreThatCantBeOpenedIsToldOnceAndWorksLater) {
+    RemoveFiles();
+    std::ofstream(Database()) << std::string(5000, 'x');
+    ChangeList list;
+    EXPECT_EQ(vconf_set_int("db/a", 1), -1);
+    EXPECT_EQ(GetInt("db/a"), -1);
+    EXPECT_EQ(vconf_set_int("db/a", 1), -1);
+    EXPECT_EQ(vconf_sync_key("db/a"), -1);
+    EXPECT_EQ(CountErrors("can't open " + Database() + ": file is not a database"), 1);
+    RemoveFiles();
+    std::filesystem::create_directory(Database()); // another reason
+    EXPECT_EQ(vconf_set_int("db/a", 1), -1);
+    EXPECT_EQ(vconf_set_int("db/a", 1), -1);
+    EXPECT_EQ(CountErrors("can't open " + Database() + ": unable to open database file"), 1);
+    std::filesystem::remove(Database());
+    EXPECT_EQ(vconf_set_int("db/a", 1), 0);
+    EXPECT_EQ(GetInt("db/a"), 1);
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, Database() + " can be opened again"), 1);
+}
+
+TEST_F(TroubleTest, CallbacksGoOnWhenAStoreThatCouldntBeOpenedIsBack) {
+    ChangeList list;
+    ASSERT_EQ(Watch("db/a", list), 0);
+    RemoveFiles();
+    std::ofstream(Database()) << std::string(5000, 'x');
+    EXPECT_EQ(vconf_notify_key_changed("db/b", ChangeList::Add, &list), -1);
+    RemoveFiles();
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    EXPECT_TRUE(list.WaitForLast("db/a=1"));
+}
+
+TEST_F(TroubleTest, AFolderThatIsMissingIsMade) {
+    std::filesystem::remove_all(Folder());
+    EXPECT_EQ(vconf_set_int("db/a", 1), 0);
+    EXPECT_TRUE(std::filesystem::exists(Database()));
+}
+
+TEST_F(TroubleTest, AFullDiskIsAFailureAndWhatWasThereStays) {
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    filecalls::Fail(Call::Write, "-wal", ENOSPC);
+    EXPECT_EQ(vconf_set_int("db/a", 2), -1);
+    EXPECT_EQ(vconf_unset("db/a"), -1);
+    EXPECT_EQ(vconf_sync_key("db/a"), -1);
+    EXPECT_EQ(CountErrors("vconf_set_int: " + Database() + ": database or disk is full"), 1);
+    EXPECT_EQ(CountErrors("vconf_unset: " + Database() + ": database or disk is full"), 1);
+    EXPECT_EQ(CountErrors("vconf_sync_key: " + Database() + ": database or disk is full"), 1);
+    EXPECT_EQ(GetInt("db/a"), 1);
+    filecalls::Clear();
+    EXPECT_EQ(vconf_set_int("db/a", 3), 0);
+    EXPECT_EQ(GetInt("db/a"), 3);
+}
+
+TEST_F(TroubleTest, AFileThatMayNotGrowIsAFailureToo) {
+    StorePeer peer;
+    ASSERT_EQ(peer.Ask("set_int db/a 1"), "0");
+    ASSERT_EQ(peer.Ask("limit_file_size " +
+                       std::to_string(std::filesystem::file_size(Database() + "-wal"))),
+              "0");
+    EXPECT_EQ(peer.Ask("set_int db/a 2"), "-1");
+    EXPECT_EQ(peer.Ask("get_int db/a"), "1");
+    EXPECT_EQ(vconf_set_int("db/a", 3), 0);
+    EXPECT_EQ(peer.Ask("get_int db/a"), "3");
+}
+
+TEST_F(TroubleTest, ABellThatCantBeRungMakesNoFailureAndTheChangeIsHeard) {
+    ChangeList list;
+    ASSERT_EQ(Watch("db/a", list), 0);
+    filecalls::Fail(Call::Write, "-bell", ENOSPC);
+    EXPECT_EQ(vconf_set_int("db/a", 1), 0);
+    EXPECT_TRUE(list.WaitForLast("db/a=1"));
+    filecalls::Clear();
+}
+
+// Another user, where this one may do everything.
+class ReaderTest : public VConfTest {
+protected:
+    ReaderTest() {
+        EXPECT_EQ(vconf_set_int("db/a", 1), 0);
+        chmod(Folder().c_str(), 0555);
+        for (const char* ending : {"", "-wal", "-shm", "-bell"}) {
+            chmod((Database() + ending).c_str(), 0444);
+        }
+    }
+    ~ReaderTest() override {
+        chmod(Folder().c_str(), 0755);
+        for (const char* ending : {"", "-wal", "-shm", "-bell"}) {
+            chmod((Database() + ending).c_str(), 0644);
+        }
+    }
+    static void Restrict(StorePeer& peer) {
+        EXPECT_EQ(peer.Ask("become_nobody"), geteuid() == 0 ? "0" : "-1");
+    }
+};
+
+TEST_F(ReaderTest, WhoMayOnlyReadReads) {
+    StorePeer peer;
+    Restrict(peer);
+    EXPECT_EQ(peer.Ask("get_int db/a"), "1");
+    EXPECT_EQ(vconf_set_int("db/a", 2), 0);
+    EXPECT_EQ(peer.Ask("get_int db/a"), "2");
+    EXPECT_EQ(peer.Ask("set_int db/a 3"), "-1");
+    EXPECT_EQ(peer.Ask("unset db/a"), "-1");
+    EXPECT_EQ(peer.Ask("sync db/a"), "-1");
+    EXPECT_EQ(peer.Ask("get_int db/a"), "2");
+}
+
+TEST_F(ReaderTest, WhoMayOnlyReadIsToldOfChanges) {
+    StorePeer peer;
+    Restrict(peer);
+    ASSERT_EQ(peer.Ask("exit_in_callback db/a"), "0");
+    EXPECT_EQ(vconf_set_int("db/a", 2), 0);
+    EXPECT_EQ(peer.Answer(), ""); // it has gone
+    EXPECT_EQ(peer.End(), 7);
+}
+
+TEST_F(ReaderTest, WhoMayNotReadFails) {
+    chmod(Database().c_str(), 0);
+    StorePeer peer;
+    Restrict(peer);
+    EXPECT_EQ(peer.Ask("get_int db/a"), "-1");
+    EXPECT_EQ(peer.Ask("set_int db/a 3"), "-1");
+    chmod(Database().c_str(), 0444); // and does as soon as it may
+    EXPECT_EQ(peer.Ask("get_int db/a"), "1");
+}
+
+} // namespace

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// A process that does to the store what its input says, line by line, and answers each line with
+// what the call has returned. The answers go to the descriptor that the first argument names.
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "FileCalls.h"
+#include "VConf.h"
+
+namespace {
+
+using Words = std::istringstream;
+
+template <typename Type>
+Type Next(Words& words) {
+    Type value{};
+    words >> value;
+    return value;
+}
+
+void Answer(int descriptor, const std::string& text) {
+    const std::string line = text + "\n";
+    if (write(descriptor, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+        std::abort();
+    }
+}
+
+std::string SetInt(Words& words) {
+    const auto key = Next<std::string>(words);
+    return std::to_string(vconf_set_int(key.c_str(), Next<int>(words)));
+}
+
+std::string SetStr(Words& words) {
+    const auto key = Next<std::string>(words);
+    return std::to_string(vconf_set_str(key.c_str(), Next<std::string>(words).c_str()));
+}
+
+std::string GetInt(Words& words) {
+    int value = 0;
+    return vconf_get_int(Next<std::string>(words).c_str(), &value) == 0 ? std::to_string(value)
+                                                                        : "-1";
+}
+
+// Sets keys `prefix`0, `prefix`1 and so on, round after round, on several threads at once. Answers
+// with the number of failures.
+std::string SetMany(Words& words) {
+    const auto prefix = Next<std::string>(words);
+    const auto threads = Next<int>(words);
+    const auto rounds = Next<int>(words);
+    std::atomic<int> failures{0};
+    std::vector<std::thread> running;
+    for (int number = 0; number < threads; ++number) {
+        running.emplace_back([&, number] {
+            const std::string key = prefix + std::to_string(number);
+            for (int round = 1; round <= rounds; ++round) {
+                failures += vconf_set_int(key.c_str(), round) != 0 ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& thread : running) {
+        thread.join();
+    }
+    return std::to_string(failures);
+}
+
+std::string LimitFileSize(Words& words) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const auto size = Next<rlim_t>(words);
+    const rlimit limit{size, size};
+    return std::to_string(setrlimit(RLIMIT_FSIZE, &limit));
+}
+
+std::string BecomeNobody(Words& /*words*/) {
+    constexpr unsigned NOBODY = 65534;
+    return std::to_string(setgid(NOBODY) != 0 || setuid(NOBODY) != 0 ? -1 : 0);
+}
+
+void OnChange(struct _keynode_t* /*node*/, void* /*user*/) {}
+
+void StayForEver(struct _keynode_t* /*node*/, void* user) {
+    Answer(*static_cast<int*>(user), "in a callback");
+    while (true) {
+        pause();
+    }
+}
+
+void EndProcess(struct _keynode_t* /*node*/, void* /*user*/) {
+    std::exit(7);
+}
+
+} // namespace
+
+int main(int /*count*/, char** words) {
+    static int answers = std::atoi(words[1]); // callbacks use it
+    const std::map<std::string, std::function<std::string(Words&)>> commands{
+        {"set_int", SetInt},
+        {"set_str", SetStr},
+        {"get_int", GetInt},
+        {"set_many", SetMany},
+        {"unset",
+         [](Words& line) {
+             return std::to_string(vconf_unset(Next<std::string>(line).c_str()));
+         }},
+        {"sync",
+         [](Words& line) {
+             return std::to_string(vconf_sync_key(Next<std::string>(line).c_str()));
+         }},
+        {"watch",
+         [](Words& line) {
+             return std::to_string(
+                 vconf_notify_key_changed(Next<std::string>(line).c_str(), OnChange, nullptr));
+         }},
+        {"stay_in_callback",
+         [](Words& line) {
+             return std::to_string(
+                 vconf_notify_key_changed(Next<std::string>(line).c_str(), StayForEver, &answers));
+         }},
+        {"exit_in_callback",
+         [](Words& line) {
+             return std::to_string(
+                 vconf_notify_key_changed(Next<std::string>(line).c_str(), EndProcess, nullptr));
+         }},
+        {"limit_file_size", LimitFileSize},
+        {"become_nobody", BecomeNobody},
+        {"die_at_write",
+         [](Words& line) {
+             filecalls::DieAtWrite(Next<std::string>(line));
+             return std::string("0");
+         }},
+    };
+    std::string line;
+    while (std::getline(std::cin, line)) {
+        Words rest(line);
+        Answer(answers, commands.at(Next<std::string>(rest))(rest));
+    }
+    return 0;
+}
