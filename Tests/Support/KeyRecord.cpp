@@ -46,6 +46,7 @@ void KeyRecord::Clear() {
     m_calls.clear();
     m_answer = 0;
     m_insideNextCall = nullptr;
+    m_insideNextName = nullptr;
 }
 
 void KeyRecord::Answer(int result) {
@@ -56,6 +57,22 @@ void KeyRecord::Answer(int result) {
 void KeyRecord::InsideNextCall(std::function<void()> work) {
     const std::scoped_lock lock(m_mutex);
     m_insideNextCall = std::move(work);
+}
+
+void KeyRecord::InsideNextName(std::function<void()> work) {
+    const std::scoped_lock lock(m_mutex);
+    m_insideNextName = std::move(work);
+}
+
+void KeyRecord::NoteName() {
+    std::function<void()> inside;
+    {
+        const std::scoped_lock lock(m_mutex);
+        inside = std::exchange(m_insideNextName, nullptr);
+    }
+    if (inside) {
+        inside();
+    }
 }
 
 Display* KeyRecord::GrabDisplay() {
@@ -121,6 +138,11 @@ Window XCreateWindow(Display* display, Window parent, int x, int y, unsigned int
 int XSelectInput(Display* display, Window window, long mask) {
     KeyRecord::Get().Note(Words("XSelectInput", mask));
     return Real(&XSelectInput, "XSelectInput")(display, window, mask);
+}
+
+char* XKeysymToString(KeySym keysym) {
+    KeyRecord::Get().NoteName();
+    return Real(&XKeysymToString, "XKeysymToString")(keysym);
 }
 
 int XDestroyWindow(Display* display, Window window) {

@@ -28,12 +28,16 @@ public:
     /// Runs `work` inside of the next grab or end of one, once, on the caller's thread.
     void InsideNextCall(std::function<void()> work);
 
+    /// Runs `work` when Xlib is next asked for a keysym's name, once, on the caller's thread.
+    void InsideNextName(std::function<void()> work);
+
     /// For whom the last grab was.
     _XDisplay* GrabDisplay();
     unsigned long GrabWindow();
 
     // For the functions.
     void Note(const std::string& call);
+    void NoteName();
     int NoteGrab(const std::string& call, _XDisplay* display, unsigned long window);
 
 private:
@@ -43,6 +47,7 @@ private:
     std::vector<std::string> m_calls;
     int m_answer = 0;
     std::function<void()> m_insideNextCall;
+    std::function<void()> m_insideNextName;
     _XDisplay* m_display = nullptr;
     unsigned long m_window = 0;
 };

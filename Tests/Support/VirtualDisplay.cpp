@@ -2,7 +2,9 @@
 #include "VirtualDisplay.h"
 
 #include <X11/Xlib.h>
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -19,39 +21,56 @@
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::chrono::seconds START_LIMIT{20};
+constexpr int FIRST_NUMBER = 1000; // well away from those of people's displays
+constexpr int NUMBERS = 50000;
+constexpr int STEP = 7919; // from one display of a process to the next
+constexpr int TRIES = 20;
+
+// Numbers that no other test process begins with: a server that is started again finds its own
+// free.
+int NextNumber() {
+    static std::atomic<int> count{0};
+    return FIRST_NUMBER + (getpid() + STEP * count++) % NUMBERS;
+}
 
 struct Free {
     void operator()(void* reply) const { std::free(reply); }
 };
 
-// The server writes its number and a newline when it listens. Empty where it ends, or where the
-// limit passes first.
-std::string ReadLine(int descriptor) {
-    const auto deadline = std::chrono::steady_clock::now() + START_LIMIT;
-    std::string line;
-    while (line.empty() || line.back() != '\n') {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
+// Whether a line comes from there: the server's number, when it listens. None comes where it ends,
+// or where the limit passes first.
+bool HasLine(int descriptor) {
+    const auto deadline = Clock::now() + START_LIMIT;
+    char byte = 0;
+    while (byte != '\n') { // to its end: the server mustn't find the pipe closed
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
         pollfd ready{descriptor, POLLIN, 0};
-        const int count = left.count() > 0 ? poll(&ready, 1, static_cast<int>(left.count())) : 0;
-        char byte = 0;
+        const int count = poll(&ready, 1, static_cast<int>(std::max(left, decltype(left){0})));
         if (count < 0 && errno == EINTR) {
             continue;
         }
-        if (count <= 0 || read(descriptor, &byte, 1) != 1) {
-            return {};
+        if (count != 1 || read(descriptor, &byte, 1) != 1) {
+            return false;
         }
-        line += byte;
     }
-    line.pop_back();
-    return line;
+    return true;
 }
 
 } // namespace
 
 VirtualDisplay::VirtualDisplay() {
-    Start();
+    bool isStarted = false;
+    for (int i = 0; i < TRIES && !isStarted; ++i) { // a number may be taken
+        m_name = ":" + std::to_string(NextNumber());
+        isStarted = Start();
+    }
+    if (!isStarted) {
+        throw std::runtime_error("Xvfb doesn't start");
+    }
     try {
         Connect();
     } catch (...) {
@@ -74,7 +93,7 @@ VirtualDisplay::~VirtualDisplay() {
     Kill();
 }
 
-void VirtualDisplay::Start() {
+bool VirtualDisplay::Start() {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::runtime_error("pipe2");
@@ -84,31 +103,26 @@ void VirtualDisplay::Start() {
         Run(ends[1]);
     }
     close(ends[1]);
-    const std::string number = m_pid > 0 ? ReadLine(ends[0]) : std::string();
+    const bool isStarted = m_pid > 0 && HasLine(ends[0]);
     close(ends[0]);
-    if (number.empty()) {
+    if (!isStarted) {
         Kill();
-        throw std::runtime_error("Xvfb doesn't start");
     }
-    m_name = ":" + number;
+    return isStarted;
 }
 
 // In the child: it becomes the server.
 void VirtualDisplay::Run(int descriptor) const {
     prctl(PR_SET_PDEATHSIG, SIGKILL);   // a test that is killed leaves no server behind
     const int number = dup(descriptor); // stays open in the server
-    // It has a line for each number that is taken.
+    // It says so where its number is taken.
     const int nowhere = open("/dev/null", O_WRONLY);
     dup2(nowhere, STDOUT_FILENO);
     dup2(nowhere, STDERR_FILENO);
-    std::vector<std::string> words = {"Xvfb",      "-displayfd", std::to_string(number),
-                                      "-nolisten", "tcp",        "-nolisten",
-                                      "unix",      "-listen",    "local",
-                                      "-noreset",  "-nolock",    "-screen",
-                                      "0",         "64x64x8"};
-    if (!m_name.empty()) {
-        words.push_back(m_name);
-    }
+    std::vector<std::string> words = {"Xvfb",      m_name,  "-displayfd", std::to_string(number),
+                                      "-nolisten", "tcp",   "-nolisten",  "unix",
+                                      "-listen",   "local", "-nolock",    "-noreset",
+                                      "-screen",   "0",     "64x64x8"};
     std::vector<char*> pointers;
     for (std::string& word : words) {
         pointers.push_back(word.data());
@@ -121,7 +135,9 @@ void VirtualDisplay::Run(int descriptor) const {
 void VirtualDisplay::Restart() {
     m_connection.reset();
     Kill();
-    Start();
+    if (!Start()) {
+        throw std::runtime_error("Xvfb doesn't start again");
+    }
     Connect();
 }
 

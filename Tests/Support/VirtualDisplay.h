@@ -50,8 +50,8 @@ private:
         void operator()(xcb_connection_t* connection) const;
     };
 
-    void Start();
-    void Run(int descriptor) const;
+    bool Start();
+    [[noreturn]] void Run(int descriptor) const;
     void Connect();
     void Fake(bool isPress, std::uint8_t keycode) const;
 

@@ -26,6 +26,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <sys/socket.h>
+#include <utility>
 
 #include "UtilXLog.h"
 #include "XcbXkb.h"
@@ -164,26 +165,26 @@ std::vector<KeyConnection::Refusal> KeyConnection::Settle() {
     for (std::size_t code = 0; code < KeyboardMap::CODES; ++code) {
         const xcb_keysym_t key = m_map.At(code);
         const xcb_keysym_t wanted = m_wants.contains(key) ? key : XCB_NO_SYMBOL;
-        if (wanted == XCB_NO_SYMBOL && m_grabbed.at(code) != XCB_NO_SYMBOL) {
-            xcb_ungrab_key(m_connection.get(), static_cast<xcb_keycode_t>(code), m_root,
-                           XCB_MOD_MASK_ANY);
-        } else if (wanted != XCB_NO_SYMBOL && m_grabbed.at(code) == XCB_NO_SYMBOL) {
-            asked.push_back(
-                {code, xcb_grab_key_checked(m_connection.get(), 0, m_root, XCB_MOD_MASK_ANY,
-                                            static_cast<xcb_keycode_t>(code), XCB_GRAB_MODE_ASYNC,
-                                            XCB_GRAB_MODE_ASYNC)});
+        const xcb_keysym_t grabbed = std::exchange(m_grabbed.at(code), wanted);
+        if ((wanted == XCB_NO_SYMBOL) == (grabbed == XCB_NO_SYMBOL)) {
+            continue;
         }
-        m_grabbed.at(code) = wanted;
+        const auto keycode = static_cast<xcb_keycode_t>(code);
+        xcb_connection_t* const connection = m_connection.get();
+        asked.push_back(
+            {code, wanted == XCB_NO_SYMBOL
+                       ? xcb_ungrab_key_checked(connection, keycode, m_root, XCB_MOD_MASK_ANY)
+                       : xcb_grab_key_checked(connection, 0, m_root, XCB_MOD_MASK_ANY, keycode,
+                                              XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)});
     }
-    xcb_flush(m_connection.get());
     std::vector<Refusal> refusals;
-    for (const Asked& grab : asked) {
+    for (const Asked& request : asked) {
         const XcbPointer<xcb_generic_error_t> error(
-            xcb_request_check(m_connection.get(), grab.answer));
-        if (error != nullptr || IsLost()) {
-            refusals.push_back(
-                {grab.code, m_grabbed.at(grab.code), error != nullptr ? error->error_code : 0});
-            m_grabbed.at(grab.code) = XCB_NO_SYMBOL;
+            xcb_request_check(m_connection.get(), request.answer));
+        xcb_keysym_t& grabbed = m_grabbed.at(request.code);
+        if ((error != nullptr || IsLost()) && grabbed != XCB_NO_SYMBOL) {
+            refusals.push_back({request.code, grabbed, error != nullptr ? error->error_code : 0});
+            grabbed = XCB_NO_SYMBOL;
         }
     }
     return refusals;

@@ -61,7 +61,8 @@ private:
     void UseKeyboardExtension();
 
     bool Forget(xcb_window_t window, xcb_keysym_t key) REQUIRES(m_mutex);
-    /// Makes the grabs on the server what the wants and the map ask for.
+    /// Makes the grabs on the server what the wants and the map ask for, and awaits its answer: a
+    /// key that isn't wanted any more is free for other programs then.
     std::vector<Refusal> Settle() REQUIRES(m_mutex);
     void Log(const Refusal& refusal) const REQUIRES(m_mutex);
 

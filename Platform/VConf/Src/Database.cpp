@@ -91,6 +91,12 @@ void Database::Execute(const char* sql) {
     }
 }
 
+bool Database::HasMoved() const {
+    int hasMoved = 0;
+    sqlite3_file_control(m_connection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &hasMoved);
+    return hasMoved != 0;
+}
+
 std::string Database::Ask(const char* sql) {
     Statement statement(*this, sql);
     const Statement::Run run(statement);

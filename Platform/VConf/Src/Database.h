@@ -18,6 +18,8 @@ public:
     explicit Database(const std::string& path);
 
     bool IsReadOnly() const;
+    /// Whether the file that is open here no longer bears its name.
+    bool HasMoved() const;
     /// Its name without symbolic links.
     const std::string& File() const { return m_file; }
 

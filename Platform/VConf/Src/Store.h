@@ -53,7 +53,7 @@ public:
     const std::string& Id() const { return m_id; }
     const StorePaths& Paths() const { return m_paths; }
     /// False when its files have been removed or replaced: nobody else would see what is set here.
-    bool IsInPlace() const { return m_files == StoreFiles(m_paths); }
+    bool IsInPlace() const { return !m_database.HasMoved() && m_files == StoreFiles(m_paths); }
 
 private:
     void Prepare();

@@ -18,8 +18,8 @@ struct StorePaths {
     std::string bell;  ///< written behind each change
 };
 
-/// Which files bear these names. Whoever has open what has been removed would speak to nobody, and
-/// whoever shares the database but not the index would spoil it.
+/// Which files bear these names, the database's aside. Whoever has open what has been removed would
+/// speak to nobody, and whoever shares the database but not the index would spoil it.
 class StoreFiles {
 public:
     /// Those that are there now.
@@ -36,7 +36,7 @@ private:
     };
     static File Look(const std::string& path);
 
-    std::array<File, 4> m_files;
+    std::array<File, 3> m_files;
 };
 
 } // namespace vconf

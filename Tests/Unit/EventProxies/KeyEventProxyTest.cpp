@@ -6,6 +6,7 @@
 #include "KeyEventProxy.h"
 
 #include <algorithm>
+#include <atomic>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
@@ -42,17 +43,20 @@ constexpr int UNMAPPED = 8;   // no keyboard has a key with this code
 constexpr int REMAPPED = 254; // the tests give it what they want
 
 struct Subscribers : PrivateMember<Subscribers, Table KeyEventProxy::*> {};
+struct Stop : PrivateMember<Stop, std::atomic<bool> KeyEventProxy::*> {};
 
 } // namespace
 
 template struct ExposeMember<Subscribers, &KeyEventProxy::m_subscribers>;
+template struct ExposeMember<Stop, &KeyEventProxy::m_stop>;
 
 namespace {
 
 // Whoever has the proxy's window sends it messages, on a connection of its own.
 class Sender {
 public:
-    Sender() : m_display(XOpenDisplay(nullptr)) {}
+    // The window is there once the server has seen what the proxy has asked for.
+    Sender() : m_display(XOpenDisplay(nullptr)) { XSync(KeyRecord::Get().GrabDisplay(), False); }
     ~Sender() { XCloseDisplay(m_display); }
     Sender(const Sender&) = delete;
     Sender& operator=(const Sender&) = delete;
@@ -207,16 +211,39 @@ TEST(KeyEventProxyLife, LetsGoOfEveryKeyOfTheTableAtTheEndAndThenOfTheServer) {
                     inOrder = ungrabs[i] == "ungrab " + KeyEventProxy::KEYS_ALL[i];
                 }
                 std::fprintf(stderr, "%s; then %s and %s; stopped %d\n",
-                             inOrder ? "all in order" : "not all in order",
-                             calls[calls.size() - 2].c_str(), calls.back().c_str(),
-                             LogCapture::Count(DLOG_INFO, "stop"));
+                             inOrder ? "complete" : "wrong", calls[calls.size() - 2].c_str(),
+                             calls.back().c_str(), LogCapture::Count(DLOG_INFO, "stop"));
             });
             KeyEventProxy::Get();
             ASSERT_TRUE(LogCapture::WaitFor(DLOG_INFO, "start"));
             std::exit(0);
         },
         testing::ExitedWithCode(0),
-        HasSubstr("all in order; then XDestroyWindow and XCloseDisplay; stopped 1"));
+        HasSubstr("complete; then XDestroyWindow and XCloseDisplay; stopped 1"));
+}
+
+TEST(KeyEventProxyLife, FindsNoListenersForAKeyThatIsUnderWayAtTheEnd) {
+    UseFreshProcesses();
+    EXPECT_EXIT(
+        {
+            Server();
+            static std::atomic<int> asked = 0;
+            std::atexit([] { std::fprintf(stderr, "asked %d\n", asked.load()); });
+            KeyEventProxy& proxy = KeyEventProxy::Get();
+            auto* const listener = new Listener("listener");
+            listener->onAsked = [] { ++asked; };
+            proxy.Subscribe(listener, {"Up"});
+            Sender sender;
+            Gate isUnderWay;
+            KeyRecord::Get().InsideNextName([&] {
+                isUnderWay.Open();
+                WaitUntil([&] { return (proxy.*MemberOf(Stop())).load(); });
+            });
+            sender.Send(Server().KeyCode("Up"), PRESS);
+            isUnderWay.Wait();
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "asked 0");
 }
 
 // --- subscriptions ---

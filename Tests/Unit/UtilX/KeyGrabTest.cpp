@@ -239,7 +239,7 @@ TEST_F(UtilX, LetsGoOfANamesOtherKeysWhereOneOfThemIsRefused) {
 }
 
 TEST_F(UtilX, HasOneThreadForEachDisplay) {
-    EXPECT_EQ(CountThreads("utilx-keys"), 0);
+    ASSERT_TRUE(WaitUntil([] { return CountThreads("utilx-keys") == 0; }));
     const KeyWindow window;
     EXPECT_EQ(window.Ungrab("1"), -1);
     EXPECT_EQ(CountThreads("utilx-keys"), 0);

@@ -19,7 +19,7 @@ using testing::ElementsAre;
 using ChangeTest = VConfTest;
 
 TEST_F(ChangeTest, ASetTellsTheKeyItsTypeAndItsValue) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(vconf_set_int("db/a", -5), 0);
     ASSERT_TRUE(list.WaitFor(1));
@@ -45,7 +45,7 @@ TEST_F(ChangeTest, ASetTellsTheKeyItsTypeAndItsValue) {
 }
 
 TEST_F(ChangeTest, TheValueOfAnotherTypeIsNothing) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
     ASSERT_TRUE(list.WaitFor(1));
@@ -64,7 +64,7 @@ TEST_F(ChangeTest, TheValueOfAnotherTypeIsNothing) {
 }
 
 TEST_F(ChangeTest, AnEqualValueIsTold) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     for (std::size_t count = 1; count <= 3; ++count) {
         ASSERT_EQ(vconf_set_int("db/a", 1), 0);
@@ -74,7 +74,7 @@ TEST_F(ChangeTest, AnEqualValueIsTold) {
 
 TEST_F(ChangeTest, ARemovalIsToldWithoutAType) {
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(vconf_unset("db/a"), 0);
     ASSERT_TRUE(list.WaitFor(1));
@@ -89,7 +89,7 @@ TEST_F(ChangeTest, ARemovalIsToldWithoutAType) {
 TEST_F(ChangeTest, WhatWasSetBeforeIsntTold) {
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
     ASSERT_EQ(vconf_set_int("db/b", 1), 0);
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(vconf_set_int("db/b", 2), 0);
     ASSERT_EQ(Watch("db/b", list), 0);
@@ -99,7 +99,7 @@ TEST_F(ChangeTest, WhatWasSetBeforeIsntTold) {
 }
 
 TEST_F(ChangeTest, OtherKeysArentTold) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     for (const char* key : {"db", "db/a/b", "db/A", "db/aa"}) {
         ASSERT_EQ(vconf_set_int(key, 1), 0);
@@ -111,7 +111,7 @@ TEST_F(ChangeTest, OtherKeysArentTold) {
 
 TEST_F(ChangeTest, AnotherProcessIsHeard) {
     StorePeer peer;
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(peer.Ask("set_int db/a 1"), "0");
     ASSERT_TRUE(list.WaitFor(1));
@@ -123,7 +123,7 @@ TEST_F(ChangeTest, AnotherProcessIsHeard) {
 TEST_F(ChangeTest, ChangesComeInOrderOverAllKeysAndProcesses) {
     StorePeer peer;
     StorePeer other;
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     std::vector<std::string> expected;
     for (const char* key : {"db/a", "db/b", "memory/c"}) {
         ASSERT_EQ(Watch(key, list), 0);
@@ -152,8 +152,8 @@ struct Holder {
 };
 
 TEST_F(ChangeTest, AKeyThatIsChangedAgainMeanwhileIsToldOnceWithItsLastValue) {
-    Holder holder;
-    ChangeList list;
+    auto& holder = Keep<Holder>();
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(Watch("db/b", list), 0);
     ASSERT_EQ(Watch("db/c", list), 0);
@@ -175,7 +175,7 @@ TEST_F(ChangeTest, AKeyThatIsChangedAgainMeanwhileIsToldOnceWithItsLastValue) {
 
 TEST_F(ChangeTest, AWriterThatDiesAheadOfTheBellIsHeard) {
     StorePeer peer;
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(peer.Ask("set_int db/a 1"), "0");
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(peer.Ask("die_at_write -bell"), "0");
@@ -187,7 +187,7 @@ TEST_F(ChangeTest, AWriterThatDiesAheadOfTheBellIsHeard) {
 
 TEST_F(ChangeTest, AWriterThatKnowsNothingOfTheBellIsHeard) {
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     sqlite3* database = nullptr;
     ASSERT_EQ(sqlite3_open(Database().c_str(), &database), SQLITE_OK);
@@ -202,7 +202,7 @@ TEST_F(ChangeTest, AWriterThatKnowsNothingOfTheBellIsHeard) {
 }
 
 TEST_F(ChangeTest, SyncTellsNobody) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
     ASSERT_TRUE(list.WaitFor(1));
@@ -213,7 +213,7 @@ TEST_F(ChangeTest, SyncTellsNobody) {
 }
 
 TEST_F(ChangeTest, TheThreadBearsAName) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     EXPECT_EQ(CountThreads("vconf-watch"), 1);
     ASSERT_EQ(Watch("db/b", list), 0);
@@ -222,7 +222,7 @@ TEST_F(ChangeTest, TheThreadBearsAName) {
 
 TEST_F(ChangeTest, ADatabaseThatIsMadeAnewIsFollowed) {
     StorePeer peer;
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(peer.Ask("set_int db/a 1"), "0");
     ASSERT_EQ(Watch("db/a", list), 0);
     RemoveFiles();
@@ -231,14 +231,14 @@ TEST_F(ChangeTest, ADatabaseThatIsMadeAnewIsFollowed) {
     ASSERT_EQ(vconf_set_int("db/a", 3), 0);
     ASSERT_TRUE(list.WaitForLast("db/a=3"));
     EXPECT_EQ(peer.Ask("get_int db/a"), "3");
-    EXPECT_GE(LogCapture::Count(DLOG_WARN,
-                                Database() + " has been removed or replaced; opening it anew"),
-              1);
+    EXPECT_GE(
+        LogCapture::Count(DLOG_WARN, Database() + " has been removed or replaced; opening it anew"),
+        1);
 }
 
 TEST_F(ChangeTest, AFolderThatIsMadeAnewIsFollowed) {
     StorePeer peer;
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     std::filesystem::remove_all(Folder());
     ASSERT_EQ(peer.Ask("set_int db/a 2"), "0");
@@ -249,7 +249,7 @@ TEST_F(ChangeTest, AFolderThatIsMadeAnewIsFollowed) {
 
 TEST_F(ChangeTest, AValueThatIsntValidIsToldInTheLogAndNothingElseSuffers) {
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     ASSERT_EQ(Watch("db/b", list), 0);
     sqlite3* database = nullptr;

@@ -67,7 +67,8 @@ TEST(Utf8, IsWhatHasOneFormOnly) {
              "\xf0\x8f\xbf\xbf", // in four
              "\xed\xa0\x80",     // a surrogate
              "\xf4\x90\x80\x80", // beyond U+10FFFF
-             "\xf5\x80\x80\x80", "\xff",
+             "\xf5\x80\x80\x80",
+             "\xff",
          }) {
         EXPECT_FALSE(IsUtf8(text)) << text;
     }

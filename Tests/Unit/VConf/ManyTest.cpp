@@ -2,6 +2,7 @@
 
 // Many at once.
 
+#include <array>
 #include <atomic>
 #include <map>
 #include <memory>
@@ -19,11 +20,13 @@ using ManyTest = VConfTest;
 TEST_F(ManyTest, ThreadsSetGetWatchAndIgnoreAtOnce) {
     std::atomic<int> failures{0};
     std::vector<std::thread> threads;
-    const auto lists = std::make_unique<ChangeList[]>(THREADS);
+    auto& lists = Keep<std::array<ChangeList, THREADS>>();
+    ASSERT_EQ(Watch("db/another", lists[0]), 0);
     for (int number = 0; number < THREADS; ++number) {
         threads.emplace_back([&, number] {
             const std::string key = "db/" + std::to_string(number);
-            failures += vconf_notify_key_changed(key.c_str(), ChangeList::Add, &lists[number]);
+            failures += vconf_notify_key_changed(key.c_str(), ChangeList::Add,
+                                                 &lists[static_cast<std::size_t>(number)]);
             for (int round = 1; round <= 20; ++round) {
                 failures += vconf_set_int(key.c_str(), round);
                 int value = 0;
@@ -38,13 +41,13 @@ TEST_F(ManyTest, ThreadsSetGetWatchAndIgnoreAtOnce) {
     EXPECT_EQ(failures, 0);
     for (int number = 0; number < THREADS; ++number) {
         const std::string key = "db/" + std::to_string(number);
-        EXPECT_TRUE(lists[number].WaitForLast(key + "=20"));
+        EXPECT_TRUE(lists[static_cast<std::size_t>(number)].WaitForLast(key + "=20"));
         EXPECT_EQ(vconf_ignore_key_changed(key.c_str(), ChangeList::Add), 0);
     }
 }
 
 TEST_F(ManyTest, ProcessesAreNeverTurnedAway) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     std::vector<std::unique_ptr<StorePeer>> peers;
     for (int number = 0; number < 10; ++number) {
         peers.push_back(std::make_unique<StorePeer>());

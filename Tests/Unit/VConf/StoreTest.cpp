@@ -374,7 +374,8 @@ TEST_F(StoreTest, ARowThatSomebodyHasSpoiltFailsAndNoOther) {
 
 TEST_F(StoreTest, AFolderInItsPlaceIsRefused) {
     std::filesystem::create_directory(File());
-    EXPECT_THAT(WhyNotOpen(), StartsWith("can't open " + File() + ": unable to open database file"));
+    EXPECT_THAT(WhyNotOpen(),
+                StartsWith("can't open " + File() + ": unable to open database file"));
 }
 
 } // namespace

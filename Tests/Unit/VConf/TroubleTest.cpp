@@ -29,7 +29,7 @@ int CountErrors(const std::string& beginning) {
 TEST_F(TroubleTest, AStoreThatCantBeOpenedIsToldOnceAndWorksLater) {
     RemoveFiles();
     std::ofstream(Database()) << std::string(5000, 'x');
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     EXPECT_EQ(vconf_set_int("db/a", 1), -1);
     EXPECT_EQ(GetInt("db/a"), -1);
     EXPECT_EQ(vconf_set_int("db/a", 1), -1);
@@ -47,7 +47,7 @@ TEST_F(TroubleTest, AStoreThatCantBeOpenedIsToldOnceAndWorksLater) {
 }
 
 TEST_F(TroubleTest, CallbacksGoOnWhenAStoreThatCouldntBeOpenedIsBack) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     RemoveFiles();
     std::ofstream(Database()) << std::string(5000, 'x');
@@ -91,7 +91,7 @@ TEST_F(TroubleTest, AFileThatMayNotGrowIsAFailureToo) {
 }
 
 TEST_F(TroubleTest, ABellThatCantBeRungMakesNoFailureAndTheChangeIsHeard) {
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
     filecalls::Fail(Call::Write, "-bell", ENOSPC);
     EXPECT_EQ(vconf_set_int("db/a", 1), 0);

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <gmock/gmock.h>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -107,6 +108,22 @@ protected:
         for (const auto& [key, callback] : m_watched) {
             vconf_ignore_key_changed(key.c_str(), callback);
         }
+        if (!m_watched.empty()) { // behind another callback none of them is under way
+            static auto* const list = new ChangeList; // that one may be
+            const std::size_t count = list->Changes().size();
+            EXPECT_EQ(vconf_notify_key_changed("test/end", ChangeList::Add, list), 0);
+            EXPECT_EQ(vconf_set_int("test/end", 1), 0);
+            EXPECT_TRUE(list->WaitFor(count + 1));
+            EXPECT_EQ(vconf_ignore_key_changed("test/end", ChangeList::Add), 0);
+        }
+    }
+
+    /// An object for callbacks: it outlives them.
+    template <typename Type, typename... Arguments>
+    Type& Keep(Arguments... arguments) {
+        auto object = std::make_shared<Type>(arguments...);
+        m_kept.push_back(object);
+        return *object;
     }
 
     static const std::filesystem::path& Folder() {
@@ -131,4 +148,5 @@ protected:
 
 private:
     std::vector<std::pair<std::string, vconf_callback_t>> m_watched;
+    std::vector<std::shared_ptr<void>> m_kept;
 };

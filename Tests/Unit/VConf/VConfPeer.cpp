@@ -110,9 +110,7 @@ int main(int /*count*/, char** words) {
         {"get_int", GetInt},
         {"set_many", SetMany},
         {"unset",
-         [](Words& line) {
-             return std::to_string(vconf_unset(Next<std::string>(line).c_str()));
-         }},
+         [](Words& line) { return std::to_string(vconf_unset(Next<std::string>(line).c_str())); }},
         {"sync",
          [](Words& line) {
              return std::to_string(vconf_sync_key(Next<std::string>(line).c_str()));

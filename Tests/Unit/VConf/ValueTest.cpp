@@ -176,7 +176,7 @@ TEST_F(ValueTest, NamesAreToldApartToTheByte) {
 TEST_F(ValueTest, AMalformedKeyIsRefusedByEveryCall) {
     int integer = 5;
     double real = 0.5;
-    ChangeList list;
+    auto& list = Keep<ChangeList>();
     for (const char* key : {"", "/db", "db/", "db//x", "db/\n", "db/\xff"}) {
         EXPECT_EQ(vconf_set_int(key, 1), -1);
         EXPECT_EQ(vconf_set_bool(key, 1), -1);
