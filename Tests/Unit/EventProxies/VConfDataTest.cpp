@@ -11,10 +11,19 @@
 #include "Dlog.h"
 #include "FakeVConf.h"
 #include "LogCapture.h"
+#include "PrivateMember.h"
 
 namespace {
 
 using marrow::evt::VConfData;
+
+struct Value : PrivateMember<Value, boost::any VConfData::*> {};
+
+} // namespace
+
+template struct ExposeMember<Value, &VConfData::value>;
+
+namespace {
 
 // Every getter of the platform's has something else to say.
 _keynode_t Node(int type) {
@@ -61,6 +70,20 @@ TEST_F(VConfDataTest, KeepsNothingOfTheNode) {
     node.reset();
     EXPECT_EQ(data.GetName(), "a/key");
     EXPECT_EQ(static_cast<std::string>(data), "text");
+}
+
+// No conversion shows what a double key holds, nor that a boolean key holds an integer.
+TEST_F(VConfDataTest, HoldsTheValueInThePlatformsType) {
+    const auto valueOf = [](int type) { return Data(type).*MemberOf(Value()); };
+    EXPECT_EQ(boost::any_cast<std::string>(valueOf(40)), "text");
+    EXPECT_EQ(boost::any_cast<int>(valueOf(41)), 41000);
+    EXPECT_EQ(boost::any_cast<double>(valueOf(42)), 0.25);
+    _keynode_t node = Node(43);
+    node.truth = -7;
+    EXPECT_EQ(boost::any_cast<int>(VConfData(&node).*MemberOf(Value())), -7);
+    EXPECT_TRUE(valueOf(0).empty());
+    EXPECT_TRUE(valueOf(39).empty());
+    EXPECT_TRUE(valueOf(44).empty());
 }
 
 TEST_F(VConfDataTest, OfAnIntegerConvertsToAnInteger) {
