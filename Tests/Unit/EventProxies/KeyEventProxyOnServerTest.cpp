@@ -10,6 +10,7 @@
 
 #include "DeathTest.h"
 #include "Dlog.h"
+#include "KeepForEver.h"
 #include "LogCapture.h"
 #include "RecordingListener.h"
 #include "VirtualDisplay.h"
@@ -41,7 +42,7 @@ VirtualDisplay& Server() {
 // "Up+" for each press and "Up-" for each release.
 Strings WhatCame(Listener& listener) {
     Strings texts;
-    for (const key_event_arg_t& event : listener.Events()) {
+    for (const key_event_arg_t& event : listener.EventsSoFar()) {
         texts.push_back(event.keyname + (event.type == 0 ? "+" : "-"));
     }
     return texts;
@@ -57,7 +58,7 @@ protected:
         server.Tap(key);
         server.Tap("F5");
         ++m_taps;
-        EXPECT_TRUE(WaitUntil([&] { return last.Events().size() == 2 * m_taps; }));
+        EXPECT_TRUE(WaitUntil([&] { return last.Count() == 2 * m_taps; }));
     }
 
     VirtualDisplay& server = Server();
@@ -65,7 +66,7 @@ protected:
     Listener one{"one"};
     Listener two{"two"};
     // Of a key that isn't in the table: it can't unsubscribe, so it lives for ever.
-    Listener& last = *new Listener("last");
+    Listener& last = KeepForEver<Listener>("last");
 
 private:
     std::size_t m_taps = 0;
@@ -109,6 +110,7 @@ TEST_F(KeyEventProxyOnServer, OfTheTelevisionsOwnKeysIsThereBeforeAnybodyWantsTh
         server.Tap(REMAPPED);
         return LogCapture::Count(DLOG_DEBUG, "Keyname: XF86STBPower") > 0;
     }));
+    TapAndWait("Left"); // what was tapped before has come by then
     EXPECT_THAT(one.asked, IsEmpty());
 
     proxy.Subscribe(&one, {"XF86STBPower"});
@@ -131,8 +133,7 @@ TEST_F(KeyEventProxyOnServer, DrainsManyKeysWithoutWaitingInBetween) {
     for (int i = 0; i < KEYS; ++i) {
         server.Tap("Left");
     }
-    EXPECT_TRUE(
-        WaitUntil([&] { return one.Events().size() == 2 * KEYS; }, std::chrono::seconds(20)));
+    EXPECT_TRUE(WaitUntil([&] { return one.Count() == 2 * KEYS; }, std::chrono::seconds(20)));
     proxy.Unsubscribe(&one);
 }
 
@@ -142,10 +143,10 @@ TEST(KeyEventProxyOnServerLife, EndsWithTheProcess) {
         {
             Server();
             KeyEventProxy& proxy = KeyEventProxy::Get();
-            auto* const listener = new Listener("listener");
-            proxy.Subscribe(listener, {"Up", "NoSuchKey", "F5"});
+            Listener& listener = KeepForEver<Listener>("listener");
+            proxy.Subscribe(&listener, {"Up", "NoSuchKey", "F5"});
             Server().Press("Up");
-            if (!WaitUntil([&] { return !listener->Events().empty(); })) {
+            if (!WaitUntil([&] { return listener.Count() != 0; })) {
                 std::exit(1);
             }
             std::exit(0);

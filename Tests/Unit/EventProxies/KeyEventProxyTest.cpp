@@ -10,10 +10,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
+#include <mutex>
 #include <set>
 #include <type_traits>
 
 #include "DeathTest.h"
+#include "KeepForEver.h"
 #include "KeyRecord.h"
 #include "PrivateMember.h"
 #include "ProxyTools.h"
@@ -43,11 +45,13 @@ constexpr int UNMAPPED = 8;   // no keyboard has a key with this code
 constexpr int REMAPPED = 254; // the tests give it what they want
 
 struct Subscribers : PrivateMember<Subscribers, Table KeyEventProxy::*> {};
+struct Lock : PrivateMember<Lock, marrow::base::Mutex KeyEventProxy::*> {};
 struct Stop : PrivateMember<Stop, std::atomic<bool> KeyEventProxy::*> {};
 
 } // namespace
 
 template struct ExposeMember<Subscribers, &KeyEventProxy::m_subscribers>;
+template struct ExposeMember<Lock, &KeyEventProxy::m_mutex>;
 template struct ExposeMember<Stop, &KeyEventProxy::m_stop>;
 
 namespace {
@@ -92,13 +96,20 @@ class KeyEventProxyTest : public testing::Test {
 protected:
     KeyEventProxyTest() {
         record.Clear();
-        Table().clear();
+        ClearTable();
         LogCapture::Clear();
     }
-    ~KeyEventProxyTest() override { Table().clear(); }
+    ~KeyEventProxyTest() override { ClearTable(); }
 
-    // The proxy's thread looks into it only when a key comes, and no test has one under way then.
-    ::Table& Table() { return proxy.*MemberOf(Subscribers()); }
+    // As it is now.
+    ::Table Table() {
+        const std::scoped_lock lock(proxy.*MemberOf(Lock()));
+        return proxy.*MemberOf(Subscribers());
+    }
+    void ClearTable() {
+        const std::scoped_lock lock(proxy.*MemberOf(Lock()));
+        (proxy.*MemberOf(Subscribers())).clear();
+    }
 
     // Sends the message, and waits until the proxy has dealt with it.
     void SendAndWait(long keycode, long type) {
@@ -230,9 +241,9 @@ TEST(KeyEventProxyLife, FindsNoListenersForAKeyThatIsUnderWayAtTheEnd) {
             static std::atomic<int> asked = 0;
             std::atexit([] { std::fprintf(stderr, "asked %d\n", asked.load()); });
             KeyEventProxy& proxy = KeyEventProxy::Get();
-            auto* const listener = new Listener("listener");
-            listener->onAsked = [] { ++asked; };
-            proxy.Subscribe(listener, {"Up"});
+            Listener& listener = KeepForEver<Listener>("listener");
+            listener.onAsked = [] { ++asked; };
+            proxy.Subscribe(&listener, {"Up"});
             Sender sender;
             Gate isUnderWay;
             KeyRecord::Get().InsideNextName([&] {
@@ -469,11 +480,13 @@ TEST_F(KeyEventProxyTest, DeliversKeysWithUnicodeNames) {
     KeySym map[] = {keysym};
     XChangeKeyboardMapping(sender.Handle(), REMAPPED, 1, map, 1);
     XSync(sender.Handle(), False);
-    const std::string name = XKeysymToString(keysym);
+    char* const text = XKeysymToString(keysym);
+    const std::string name = text;
+    XFree(text);
     proxy.Subscribe(&one, {name});
     ASSERT_TRUE(WaitUntil([&] {
         SendAndWait(REMAPPED, PRESS);
-        return !one.Events().empty();
+        return one.Count() != 0;
     }));
     EXPECT_EQ(one.Events()[0].keyname, name);
 }
@@ -502,7 +515,7 @@ TEST(KeyEventProxyFaults, GoesDeafForEverAtAKeyCodeWithoutAKeysym) {
             sender.Send(Server().KeyCode("Up"), PRESS);
             sender.Send(Server().KeyCode("Down"), PRESS);
             // Many times the proxy's idle time: nothing else could tell that nothing comes.
-            if (WaitUntil([&] { return !listener.Events().empty(); }, std::chrono::seconds(1))) {
+            if (WaitUntil([&] { return listener.Count() != 0; }, std::chrono::seconds(1))) {
                 std::exit(3);
             }
             std::fprintf(stderr, "deaf\n");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
@@ -33,7 +34,14 @@ public:
         onEvent();
     }
 
-    /// Once what is queued has been delivered.
+    /// What has been delivered, once what is queued has been; more may be under way.
+    std::vector<T> EventsSoFar() {
+        const auto events = std::make_shared<std::vector<T>>();
+        EXPECT_TRUE(RunOn(m_worker, [this, events] { *events = m_events; }));
+        return *events;
+    }
+    std::size_t Count() { return EventsSoFar().size(); }
+    /// Once what is queued has been delivered, and where no more are under way.
     std::vector<T>& Events() {
         EXPECT_TRUE(RunOn(m_worker));
         return m_events;
