@@ -12,8 +12,9 @@
 
 int main() {
     constexpr long SETS_TO_A_SYNC = 3;
-    const std::unique_ptr<char, void (*)(void*)> first(vconf_get_str(KILL_FIRST_KEY), std::free);
-    long number = first ? KillNumber(first.get()).value_or(-1) : 0;
+    // The one before may have been killed between the two.
+    const std::unique_ptr<char, void (*)(void*)> second(vconf_get_str(KILL_SECOND_KEY), std::free);
+    long number = second ? KillNumber(second.get()).value_or(-1) : 0;
     if (number < 0) {
         return 1;
     }

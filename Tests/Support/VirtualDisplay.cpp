@@ -169,6 +169,16 @@ void VirtualDisplay::Tap(std::uint8_t keycode) const {
     Release(keycode);
 }
 
+void VirtualDisplay::Release(std::initializer_list<std::uint8_t> keycodes) const {
+    for (const std::uint8_t keycode : keycodes) {
+        xcb_test_fake_input(m_connection.get(), XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME,
+                            XCB_NONE, 0, 0, 0);
+    }
+    // Its answer means that the server has seen them.
+    const std::unique_ptr<xcb_get_input_focus_reply_t, Free> reply(xcb_get_input_focus_reply(
+        m_connection.get(), xcb_get_input_focus(m_connection.get()), nullptr));
+}
+
 void VirtualDisplay::Fake(bool isPress, std::uint8_t keycode) const {
     const std::unique_ptr<xcb_generic_error_t, Free> error(xcb_request_check(
         m_connection.get(),

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,6 +31,8 @@ public:
     void Press(std::uint8_t keycode) const { Fake(true, keycode); }
     void Release(std::uint8_t keycode) const { Fake(false, keycode); }
     void Tap(std::uint8_t keycode) const;
+    /// Several at once: the server does it before it looks at what other programs want.
+    void Release(std::initializer_list<std::uint8_t> keycodes) const;
 
     /// The same with the name of a keysym that the keyboard has with no modifier. They throw
     /// std::runtime_error where it has none.

@@ -31,7 +31,7 @@ enum {
     /// While a key is held down, each of its repetitions comes as a further press.
     UTILX_WITH_REPEATS = 0x1,
     /// The key comes to windows of this process only. Without repetitions, a key that is held down
-    /// is one press and one release.
+    /// is one press and one release. While it is, no key comes to any other program: X has it so.
     UTILX_EXCLUSIVE_GRAB = 0x10000,
 };
 
@@ -43,7 +43,8 @@ enum {
 /// or a key that another process has grabbed.
 int utilx_grab_key(Display* display, Window window, const char* key_name, int mode);
 
-/// Ends that. Any thread. Returns 0, or -1 where the window hasn't grabbed the key.
+/// Ends that; other programs may have the key when this returns. A window that is destroyed keeps
+/// its grabs until then. Any thread. Returns 0, or -1 where the window hasn't grabbed the key.
 int utilx_ungrab_key(Display* display, Window window, const char* key_name);
 
 #ifdef __cplusplus

@@ -4,7 +4,7 @@
 #include <exception>
 
 #include "DisplayTable.h"
-#include "KeyName.h"
+#include "KeysymName.h"
 #include "UtilXLog.h"
 
 namespace {
@@ -58,7 +58,8 @@ int utilx_ungrab_key(Display* display, Window window, const char* key_name) {
         }
         const auto target = static_cast<xcb_window_t>(window);
         if (!DisplayTable::Get().At(DisplayString(display)).Ungrab(target, key)) {
-            UTILX_LOGW("utilx_ungrab_key: window %#lx hasn't grabbed the key %s", window, key_name);
+            // Usual: whoever leaves lets go of all the keys that there are.
+            UTILX_LOGD("utilx_ungrab_key: window %#lx hasn't grabbed the key %s", window, key_name);
             return -1;
         }
         return 0;

@@ -63,7 +63,8 @@ int vconf_sync_key(const char* key);
 
 /// Called on a thread of the library's own, one callback at a time and with no lock of the library
 /// held: it may call any function here. `node` is the library's and gone afterwards.
-typedef void (*vconf_callback_t)(struct _keynode_t* node, void* user);
+typedef void (*vconf_callback_t)(struct _keynode_t* node, // NOLINT(modernize-use-using): C too
+                                 void* user);
 
 /// From when this returns 0 the callback is told of each change of the key, by whichever process,
 /// this one included: a value that is set, the same value that is set again, and the removal (type

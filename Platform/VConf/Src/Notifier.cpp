@@ -70,9 +70,8 @@ void Notifier::Start() {
     }
     auto watch = m_own.Use([this](Store& store) {
         auto made = std::make_unique<StoreWatch>(store.Paths());
-        if (!made->Renew()) {
-            made->LookAgain();
-        }
+        made->Renew();
+        made->LookAgain(); // for files that are missing, and for a change that is being made
         m_store = store.Id();
         m_number = store.LastNumber();
         return made;

@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <limits>
 #include <system_error>
+#include <utility>
 
 #include "KeyName.h"
 #include "StoreError.h"
@@ -95,8 +96,8 @@ std::optional<StoredValue> ValueOf(const Statement& row, int column) {
 
 } // namespace
 
-Store::Store(const std::string& path, const std::string& bootId) try
-    : m_bootId(bootId), m_database(path), m_paths(m_database.File()), m_files(m_paths) {
+Store::Store(const std::string& path, std::string bootId) try
+    : m_bootId(std::move(bootId)), m_database(path), m_paths(m_database.File()), m_files(m_paths) {
     Prepare();
 } catch (const OpenError&) {
     throw;

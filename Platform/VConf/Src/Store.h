@@ -24,7 +24,7 @@ class Store {
 public:
     /// `bootId` is another one after each restart of the machine; with an empty one no key ends.
     /// Throws OpenError.
-    Store(const std::string& path, const std::string& bootId);
+    Store(const std::string& path, std::string bootId);
 
     StoredValue Get(std::string_view name);
     /// A value of another type is a KeyError too.
@@ -53,7 +53,9 @@ public:
     const std::string& Id() const { return m_id; }
     const StorePaths& Paths() const { return m_paths; }
     /// False when its files have been removed or replaced: nobody else would see what is set here.
-    bool IsInPlace() const { return !m_database.HasMoved() && m_files == StoreFiles(m_paths); }
+    bool IsInPlace() const {
+        return m_files.AreThere() && m_files == StoreFiles(m_paths) && !m_database.HasMoved();
+    }
 
 private:
     void Prepare();

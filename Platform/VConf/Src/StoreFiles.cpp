@@ -6,7 +6,7 @@
 namespace vconf {
 
 StoreFiles::StoreFiles(const StorePaths& paths)
-    : m_files{Look(paths.log), Look(paths.index), Look(paths.bell)} {}
+    : m_log(Look(paths.log)), m_index(Look(paths.index)), m_bell(Look(paths.bell)) {}
 
 StoreFiles::File StoreFiles::Look(const std::string& path) {
     struct stat file {};

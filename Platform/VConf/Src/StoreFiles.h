@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
 #include <string>
 #include <sys/types.h>
 
@@ -26,6 +25,8 @@ public:
     explicit StoreFiles(const StorePaths& paths);
 
     bool operator==(const StoreFiles&) const = default;
+    /// Whether SQLite's are there, as they are while somebody has the database open.
+    bool AreThere() const { return m_log != File() && m_index != File(); }
 
 private:
     struct File {
@@ -36,7 +37,9 @@ private:
     };
     static File Look(const std::string& path);
 
-    std::array<File, 3> m_files;
+    File m_log;
+    File m_index;
+    File m_bell;
 };
 
 } // namespace vconf

@@ -4,7 +4,8 @@
 // which are written before a change can be seen, and many times for each: the first of it arms a
 // look a little later, and until then that descriptor isn't listened to. So a change without a bell
 // is noticed as well, whether its writer has died in between or knows nothing of bells, and a
-// change with one costs at most one look more in that time.
+// change with one costs at most one look more in that time. A writer that waits for the disk makes
+// its change visible long after it has written, so that a last look follows once all is quiet.
 #include "StoreWatch.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ namespace vconf {
 namespace {
 
 constexpr std::chrono::milliseconds DELAY(20);
-constexpr std::chrono::seconds RETRY(1); // what didn't work
+constexpr std::chrono::seconds RETRY(1); // what didn't work, or may have been too early
 
 int Checked(int descriptor, const char* what) {
     if (descriptor < 0) {
@@ -64,11 +65,14 @@ void StoreWatch::LookAgain() {
     m_look = std::min(m_look, Clock::now() + RETRY);
 }
 
-void StoreWatch::DrainFiles() {
+bool StoreWatch::DrainFiles() {
     // What it says doesn't matter, not even that something was lost: each event asks for a look.
     alignas(inotify_event) std::array<char, 4096> events;
+    bool wereThere = false;
     while (read(m_files.Number(), events.data(), events.size()) > 0) {
+        wereThere = true;
     }
+    return wereThere;
 }
 
 StoreWatch::Noticed StoreWatch::Wait(bool onlyWake) {
@@ -104,9 +108,8 @@ StoreWatch::Noticed StoreWatch::Wait(bool onlyWake) {
             return Noticed::Bell;
         }
         if (!onlyWake && Clock::now() >= m_look) {
-            DrainFiles();
+            m_look = DrainFiles() ? Clock::now() + RETRY : Clock::time_point::max();
             m_isArmed = false;
-            m_look = Clock::time_point::max();
             return Noticed::Files;
         }
     }

@@ -35,7 +35,7 @@ public:
 
 private:
     bool Watch(const FileDescriptor& events, const std::string& path, unsigned what) const;
-    void DrainFiles();
+    bool DrainFiles();
 
     const StorePaths m_paths;
     const FileDescriptor m_wake;

@@ -120,6 +120,7 @@ TEST_F(KeyMap, AKeyThatAnotherClientHasGrabbedIsToldWhenTheMapBringsIt) {
     const KeyWindow second;
     EXPECT_EQ(second.Grab("XF86Red"), -1);
     EXPECT_EQ(second.Ungrab("XF86Red"), -1);
+    EXPECT_EQ(window.Grab("XF86Red"), -1);
     // The grab of before stands, and takes effect when the map changes again.
     m_other.Ungrab(FREE);
     Change({"keycode 97 = XF86Green"});

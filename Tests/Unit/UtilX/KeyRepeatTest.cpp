@@ -148,12 +148,27 @@ TEST_F(HeldKey, IsReleasedAfterAnotherOneThatWasPressedEarlier) {
         m_server.Press(one);
         m_server.Press(two);
         m_server.Release(one);
-        EXPECT_EQ(window.Next(3), (std::vector<KeyMessage>{{one, DOWN}, {two, DOWN}, {one, UP}}));
+        ASSERT_EQ(window.Next(3), (std::vector<KeyMessage>{{one, DOWN}, {two, DOWN}, {one, UP}}));
         m_server.Release(two);
-        EXPECT_EQ(window.Next(), (KeyMessage{two, UP}));
+        ASSERT_EQ(window.Next(), (KeyMessage{two, UP}));
     }
     m_server.Tap("3"); // the rest of the keyboard is everybody's again
     EXPECT_EQ(other.PressesUpTo(m_server.KeyCode("3")), std::vector<int>{m_server.KeyCode("3")});
+}
+
+TEST_F(HeldKey, IsReleasedWhereAnotherOneGoesUpAtTheSameTime) {
+    KeyWindow window;
+    ASSERT_EQ(window.Grab("1"), 0);
+    ASSERT_EQ(window.Grab("2"), 0);
+    const auto one = m_server.KeyCode("1");
+    const auto two = m_server.KeyCode("2");
+    for (int i = 0; i < 20; ++i) {
+        m_server.Press(one);
+        m_server.Press(two);
+        ASSERT_EQ(window.Next(2), (std::vector<KeyMessage>{{one, DOWN}, {two, DOWN}}));
+        m_server.Release({one, two});
+        ASSERT_EQ(window.Next(2), (std::vector<KeyMessage>{{one, UP}, {two, UP}}));
+    }
 }
 
 TEST_F(HeldKey, IsReleasedHoweverFastKeysFollowEachOther) {

@@ -29,7 +29,6 @@ int CountErrors(const std::string& beginning) {
 TEST_F(TroubleTest, AStoreThatCantBeOpenedIsToldOnceAndWorksLater) {
     RemoveFiles();
     std::ofstream(Database()) << std::string(5000, 'x');
-    auto& list = Keep<ChangeList>();
     EXPECT_EQ(vconf_set_int("db/a", 1), -1);
     EXPECT_EQ(GetInt("db/a"), -1);
     EXPECT_EQ(vconf_set_int("db/a", 1), -1);

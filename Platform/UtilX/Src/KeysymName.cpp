@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "KeyName.h"
+#include "KeysymName.h"
 
 #include <X11/Xlib.h>
 
