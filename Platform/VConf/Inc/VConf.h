@@ -75,9 +75,9 @@ typedef void (*vconf_callback_t)(struct _keynode_t* node, // NOLINT(modernize-us
 /// be added to a key.
 int vconf_notify_key_changed(const char* key, vconf_callback_t callback, void* user);
 
-/// Ends that: no callback for it begins when this has returned. It doesn't wait for one that is
-/// under way, so that the caller may hold locks which that one wants. A callback that isn't there
-/// is a failure.
+/// Ends that: no change that is noticed from then on is told. It doesn't wait for a callback that
+/// is under way, which may enter its function a moment later still: so the caller may hold locks
+/// which that one wants, and `user` must go on to exist. A callback that isn't there is a failure.
 int vconf_ignore_key_changed(const char* key, vconf_callback_t callback);
 
 // --- a changed key ---

@@ -33,7 +33,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testing::StartsWith;
 
 using Strings = std::vector<std::string>;
 using Table = std::map<std::string, std::vector<KeyEventProxy::IListener*>>;
