@@ -5,6 +5,7 @@
 
 #include "IListenable.h"
 #include "Job.h"
+#include "Probe.h"
 #include "Worker.h"
 
 namespace marrow::evt {
@@ -13,9 +14,13 @@ namespace marrow::evt {
 /// names. No listener runs on the thread that an event arrives on. There must be one.
 template <typename T>
 void Deliver(typename IListenable<T>::IListener* listener, const T& event) {
-    auto job = std::make_unique<ser::Job>([listener, event] { listener->OnEvent(event); });
+    auto job = std::make_unique<ser::Job>([listener, event] {
+        HEARTHD_PROBE(hearthd, event_delivered, listener);
+        listener->OnEvent(event);
+    });
     const std::shared_ptr<ser::Worker> worker = listener->GetWorker();
     ser::Job* queued = job.release();
+    HEARTHD_PROBE(hearthd, event_queued, queued, listener);
     worker->Do(queued);
 }
 

@@ -10,6 +10,7 @@
 #include "EventDelivery.h"
 #include "KeyNames.h"
 #include "Log.h"
+#include "Probe.h"
 #include "UtilX.h"
 
 namespace marrow::evt {
@@ -144,6 +145,7 @@ void KeyEventProxy::KeyEventLoop() {
 }
 
 bool KeyEventProxy::HandleKey(_XDisplay* display, unsigned long keycode, unsigned long type) {
+    HEARTHD_PROBE(hearthd, event_in, "key");
     LOGD("KeyEvent type: %lu, keycode: %lu", type, keycode);
     XKeyEvent key{};
     key.display = display;

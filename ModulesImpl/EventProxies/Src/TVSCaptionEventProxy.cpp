@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "EventDelivery.h"
+#include "Probe.h"
 #include "TVServiceAPI.h"
 
 namespace marrow::evt {
@@ -54,6 +55,7 @@ bool TVSCaptionEventProxy::Unsubscribe(IListener* listener) {
 }
 
 void TVSCaptionEventProxy::CaptionCallback(TSCaption& caption, void* user) {
+    HEARTHD_PROBE(hearthd, event_in, "caption");
     auto& proxy = *static_cast<TVSCaptionEventProxy*>(user);
     const base::MutexLock lock(proxy.m_mutex);
     for (IListener* listener : proxy.m_listeners) {

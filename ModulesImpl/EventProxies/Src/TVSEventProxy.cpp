@@ -2,6 +2,7 @@
 #include "TVSEventProxy.h"
 
 #include "Log.h"
+#include "Probe.h"
 #include "SubscriptionManagerImpl.h"
 #include "TVServiceAPI.h"
 
@@ -49,6 +50,7 @@ bool TVSEventProxy::OnLastUnsubCb(tvs_event_t key) {
 
 int TVSEventProxy::SignalCallback(ESignalType signal, EProfile profile, unsigned short screen,
                                   TSSignalData data, void* user) {
+    HEARTHD_PROBE(hearthd, event_in, "signal");
     LOGI("Handle TVS callback with %d signal", signal);
     tvs_event_args_t args{{profile, screen, signal}, data};
     static_cast<TVSEventProxy*>(user)->NotifyAll(args.event, args);

@@ -6,6 +6,7 @@
 
 #include "EventDelivery.h"
 #include "PayloadCopy.h"
+#include "Probe.h"
 #include "TVServiceAPI.h"
 
 namespace marrow::evt {
@@ -49,6 +50,7 @@ void TVSPESEventProxy::Unsubscribe(IListener* listener) {
 }
 
 void TVSPESEventProxy::PesDataCallback(TSPESData& data, void* user) {
+    HEARTHD_PROBE(hearthd, event_in, "packet");
     auto& proxy = *static_cast<TVSPESEventProxy*>(user);
     const base::MutexLock lock(proxy.m_mutex);
     const tvs_pes_event_arg_t event{data.word_a, data.short_b, data.word_c,

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "EventDelivery.h"
+#include "Probe.h"
 #include "TVServiceAPI.h"
 
 namespace marrow::evt {
@@ -59,6 +60,7 @@ void TVSProgramEventProxy::Unsubscribe(int id) {
 
 void TVSProgramEventProxy::ProgramCallback(EProgramChangeType type, TCProgramData* data, int param,
                                            int id) {
+    HEARTHD_PROBE(hearthd, event_in, "program");
     TVSProgramEventProxy& proxy = Get();
     const base::MutexLock lock(proxy.m_mutex);
     const auto found = proxy.m_subscribers.find(id);

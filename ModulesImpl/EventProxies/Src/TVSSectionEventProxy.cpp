@@ -3,6 +3,7 @@
 
 #include "EventDelivery.h"
 #include "PayloadCopy.h"
+#include "Probe.h"
 #include "TVServiceAPI.h"
 
 namespace marrow::evt {
@@ -59,6 +60,7 @@ int TVSSectionEventProxy::GetNextSubscriberId() {
 // keeps an unknown id away: it gets an entry without a listener, and the delivery falls over that.
 void TVSSectionEventProxy::SectionCallback(bool flag, unsigned short size, unsigned char* data,
                                            int id) {
+    HEARTHD_PROBE(hearthd, event_in, "section");
     TVSSectionEventProxy& proxy = Get();
     IListener* listener = nullptr;
     {

@@ -2,6 +2,7 @@
 #include "VConfEventProxy.h"
 
 #include "Log.h"
+#include "Probe.h"
 #include "SubscriptionManagerImpl.h"
 #include "VConf.h"
 
@@ -87,6 +88,7 @@ bool VConfEventProxy::OnLastUnsubCb(std::string key) {
 }
 
 void VConfEventProxy::VConfLibCallback(_keynode_t* node, void* user) {
+    HEARTHD_PROBE(hearthd, event_in, "configuration");
     VConfData data(node);
     LOGI("%s value changed. Start notification.", data.GetName().c_str());
     static_cast<VConfEventProxy*>(user)->NotifyAll(data.GetName(), data);

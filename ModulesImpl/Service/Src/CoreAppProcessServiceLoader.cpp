@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 
 #include "Log.h"
+#include "Probe.h"
 
 using marrow::ser::IService;
 using marrow::ser::IServiceProxy;
@@ -39,6 +40,7 @@ service_context_t* CoreAppProcessServiceLoader::Load(service_info_t info) {
         LOGE("failed to load library. Error msg: %s", hasPath ? LastError() : "no path is given");
         return nullptr;
     }
+    HEARTHD_PROBE(hearthd, library_opened, info.service_name.c_str());
     auto* const service = ReadVariable<IService*>(handle, "g_service");
     if (service == nullptr) {
         LOGE("failed to acquire IService instance. Error msg: %s", LastError());

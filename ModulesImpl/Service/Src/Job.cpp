@@ -2,6 +2,7 @@
 #include "Job.h"
 
 #include "Log.h"
+#include "Probe.h"
 
 namespace marrow::ser {
 
@@ -15,6 +16,7 @@ void Job::SetOwner(Quill::TCEventIO* queue) {
 
 bool Job::t_OnEvent(const Quill::TCEvent* /*event*/) {
     LOGI("Executing job[%p]", static_cast<void*>(this));
+    HEARTHD_PROBE(hearthd, job_begun, this);
     m_work();
     return true;
 }

@@ -5,6 +5,7 @@
 #include "Log.h"
 #include "ModuleAccessor.h"
 #include "PerformanceMonitor.h"
+#include "Probe.h"
 #include "Worker.h"
 
 using marrow::base::MutexLock;
@@ -85,6 +86,7 @@ bool ServiceControl::Start() {
         return false;
     }
     ChangeState(ServiceState::STARTED);
+    HEARTHD_PROBE(hearthd, service_started, m_info.service_name.c_str());
     return true;
 }
 

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "BusRecords.h"
+#include "Probe.h"
 #include "QuillLog.h"
 #include "WireText.h"
 
@@ -309,6 +310,7 @@ void BusConnection::WriteReplies() {
     }
     for (const WaitingReply& reply : m_repliesInHand) {
         const int result = WriteReply(reply);
+        HEARTHD_PROBE(quill, reply_out, reply.call.get());
         if (result < 0) {
             QUILL_LOGD("a reply could not be sent: %s", strerror(-result));
         }

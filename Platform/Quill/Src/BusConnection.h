@@ -35,6 +35,8 @@ public:
     BusMessage& operator=(const BusMessage&) = delete;
 
     const std::shared_ptr<BusConnection>& Connection() const { return m_connection; }
+    /// For tracing: the same for a message all along its road.
+    const void* Id() const { return m_message; }
 
 private:
     friend class BusConnection;

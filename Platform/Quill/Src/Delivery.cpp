@@ -3,6 +3,7 @@
 
 #include "Endpoint.h"
 #include "JsonCodec.h"
+#include "Probe.h"
 #include "QuillLog.h"
 #include "WireText.h"
 
@@ -35,7 +36,9 @@ void Delivery::Run() {
         return;
     }
     TCMessage reply;
+    HEARTHD_PROBE(quill, message_begun, Id(), m_incoming.subject);
     callback.Server().IfMessageReceived(Sender(), &m_message, &reply, SignalName());
+    HEARTHD_PROBE(quill, message_ended, Id());
     m_finished = true;
     if (IsCall()) {
         Answer(reply);

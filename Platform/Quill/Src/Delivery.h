@@ -22,6 +22,8 @@ public:
 
     const char* Sender() const { return m_incoming.sender.c_str(); }
     const TCMessage* Message() const { return &m_message; }
+    /// For tracing.
+    const void* Id() const { return m_incoming.message.Id(); }
 
     /// Calls IfMessageReceived on this thread and answers the caller.
     void Run();

@@ -12,6 +12,7 @@
 #include "Delivery.h"
 #include "JsonCodec.h"
 #include "LiveQueues.h"
+#include "Probe.h"
 #include "QuillLog.h"
 #include "TCEvent.h"
 #include "WireText.h"
@@ -159,6 +160,8 @@ void Endpoint::WaitToConnect() {
 
 // Only a payload that is an object, or none, goes on from here.
 void Endpoint::Act(Incoming incoming) {
+    HEARTHD_PROBE(quill, message_in, incoming.message.Id(), incoming.subject,
+                  incoming.sender.c_str());
     if (incoming.kind == Incoming::Kind::SIGNAL && incoming.subscription->ended) {
         return;
     }
@@ -202,6 +205,7 @@ void Endpoint::Deliver(Incoming incoming, TCMessage message) {
         TCEvent event;
         event.handler = delivery.get();
         delivery->owner = target;
+        HEARTHD_PROBE(quill, message_queued, delivery->Id());
         if (LiveQueues::Get().Push(target, event)) {
             delivery.release(); // the queue clears it, and it deletes itself
             return;
