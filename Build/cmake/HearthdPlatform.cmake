@@ -34,3 +34,15 @@ function(hearthd_platform_library name)
     hearthd_sdk_headers(${arg_SDK_HEADERS})
     add_library(hearthd::${name} ALIAS ${name})
 endfunction()
+
+# hearthd_install_tool(<name>): the program <name>, with its manual page <name>.1 and its completion
+# <name>.bash. It lies in the prefix, and the platform's libraries with the daemon.
+function(hearthd_install_tool name)
+    cmake_path(RELATIVE_PATH HEARTHD_LIB_DIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
+        OUTPUT_VARIABLE libraries)
+    set_target_properties(${name} PROPERTIES INSTALL_RPATH $ORIGIN/${libraries})
+    install(TARGETS ${name} RUNTIME)
+    install(FILES ${name}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES ${name}.bash RENAME ${name}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endfunction()

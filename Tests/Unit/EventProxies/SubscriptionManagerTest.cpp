@@ -16,6 +16,7 @@
 #include "Dlog.h"
 #include "LogCapture.h"
 #include "PrivateMember.h"
+#include "RunMainLoop.h"
 #include "SubscriptionManagerImpl.h"
 #include "WorkerFactory.h"
 #include "WorkerTools.h"
@@ -113,10 +114,6 @@ protected:
         g_main_context_release(nullptr);
     }
 
-    static void RunMainLoop() {
-        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-        }
-    }
     static void OnAnotherThread(const std::function<void()>& work) { std::thread(work).join(); }
 
     static Key Other(int last) { return {1, 2, last}; }

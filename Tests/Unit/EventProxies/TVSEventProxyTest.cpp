@@ -13,6 +13,7 @@
 #include "PrivateMember.h"
 #include "ProxyTools.h"
 #include "RecordingListener.h"
+#include "RunMainLoop.h"
 
 namespace {
 
@@ -89,10 +90,6 @@ protected:
         Table().clear();
     }
 
-    static void RunMainLoop() {
-        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-        }
-    }
     static void OnAnotherThread(const std::function<void()>& work) { std::thread(work).join(); }
     ::Table& Table() { return proxy.*MemberOf(Subscribers()); }
 

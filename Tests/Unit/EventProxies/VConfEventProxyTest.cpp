@@ -13,6 +13,7 @@
 #include "PrivateMember.h"
 #include "ProxyTools.h"
 #include "RecordingListener.h"
+#include "RunMainLoop.h"
 
 namespace {
 
@@ -53,10 +54,6 @@ protected:
         Table().clear();
     }
 
-    static void RunMainLoop() {
-        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-        }
-    }
     ::Table& Table() { return proxy.*MemberOf(Subscribers()); }
 
     FakeVConf& fake = FakeVConf::Get();
