@@ -108,7 +108,10 @@ private:
 // when the test says so.
 class SubscriptionManagerTest : public testing::Test {
 protected:
-    SubscriptionManagerTest() { EXPECT_TRUE(g_main_context_acquire(nullptr)); }
+    SubscriptionManagerTest() {
+        EXPECT_TRUE(g_main_context_acquire(nullptr));
+        LogCapture::Clear();
+    }
     ~SubscriptionManagerTest() override {
         RunMainLoop();
         g_main_context_release(nullptr);
