@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DaemonTest.h"
 
+#include <atomic>
 #include <csignal>
 #include <fstream>
+#include <thread>
 
 #include "NotifySocket.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -37,6 +40,31 @@ TEST_F(Start, TakesNoNoticeOfArguments) {
     ASSERT_TRUE(daemon.WaitForLog("> started probe"));
     RawClient client;
     EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");
+}
+
+// The router is on the bus before there is a manager of services.
+TEST_F(Start, HasOneManagerWhoeverCallsAsSoonAsTheNameIsThere) {
+    for (int i = 0; i < 30; ++i) {
+        daemon.AddService("probe" + std::to_string(i), {.library = "/nowhere/lib.so"});
+    }
+    daemon.AddService("probe", {.library = "libprobe.so", .priority = 255});
+    for (int round = 1; round <= 10; ++round) {
+        std::atomic<bool> isAnswered = false;
+        std::thread impatient([&isAnswered] {
+            RawClient client;
+            while (!isAnswered) {
+                isAnswered = client.Call(ROUTER, "probe", R"({"a":1})").payload == R"({"a":1})";
+            }
+        });
+        daemon.Start();
+        EXPECT_TRUE(WaitUntil([&] { return isAnswered || !daemon.IsRunning(); }));
+        EXPECT_TRUE(daemon.IsRunning());
+        EXPECT_TRUE(daemon.WaitForLog(AUTOSTART_DONE, round));
+        isAnswered = true;
+        impatient.join();
+        EXPECT_EQ(CountOf(daemon.Log(), "> sorting services"), round);
+        daemon.Kill();
+    }
 }
 
 TEST_F(Start, DoesntWaitForAServiceThatStartsSlowly) {

@@ -20,6 +20,10 @@ class Endpoint;
 /// The endpoint comes back by itself when the bus goes away: it connects again with growing pauses,
 /// takes its name and its subscriptions again, and says so in the log.
 ///
+/// Calls and signals for IfMessageReceived wait until the process's main loop (GLib's, the default
+/// context's) has run: a process sets itself up first. In one that never runs it they wait until
+/// the endpoint has been open for a second.
+///
 /// Names: the bus name is the endpoint's name where that is a valid well-known name
 /// (the D-Bus standard, "Valid Names"); a name without a dot is owned as "quill." + name.
 class TCServer {

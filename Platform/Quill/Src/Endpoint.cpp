@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "JsonCodec.h"
+#include "MainLoop.h"
 #include "QuillLog.h"
 #include "WireText.h"
 
@@ -78,6 +79,8 @@ bool Endpoint::Open() {
         const MutexLock lock(directory.mutex);
         directory.endpoints[m_name] = weak_from_this();
     }
+    MainLoop::Expect();
+    m_opened = std::chrono::steady_clock::now();
     m_gate.Open();
     const bool connected = Connect();
     m_thread = std::thread([this] { Run(); });

@@ -70,6 +70,7 @@ private:
     void WaitToConnect();
 
     void Act(Incoming incoming);
+    void WaitForMainLoop();
     void Deliver(Incoming incoming, TCMessage message);
     void CallBack(const Incoming& incoming, TCMessage message);
 
@@ -91,10 +92,12 @@ private:
     std::shared_ptr<BusConnection> m_connection GUARDED_BY(m_mutex);
     std::vector<std::shared_ptr<const Subscription>> m_subscriptions GUARDED_BY(m_mutex);
 
-    std::thread m_thread; // written by Open and Close only
+    std::thread m_thread;                           // written by Open and Close only
+    std::chrono::steady_clock::time_point m_opened; // by Open, ahead of the thread
 
     // The dispatching thread's own.
     std::vector<Incoming> m_backlog;
+    bool m_hasWaited = false; // for the main loop
     std::chrono::milliseconds m_pause = FIRST_PAUSE;
     bool m_announced = false;
 };

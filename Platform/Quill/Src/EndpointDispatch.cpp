@@ -12,6 +12,7 @@
 #include "Delivery.h"
 #include "JsonCodec.h"
 #include "LiveQueues.h"
+#include "MainLoop.h"
 #include "Probe.h"
 #include "QuillLog.h"
 #include "TCEvent.h"
@@ -188,7 +189,22 @@ void Endpoint::Act(Incoming incoming) {
     }
 }
 
+// The first message stays here until the process has set itself up, and those behind it with it.
+void Endpoint::WaitForMainLoop() {
+    if (std::exchange(m_hasWaited, true)) {
+        return;
+    }
+    constexpr std::chrono::milliseconds LOOK{1};
+    const MutexLock lock(m_mutex);
+    auto now = std::chrono::steady_clock::now();
+    while (!m_closing && !MainLoop::HasRun() && now < m_opened + MainLoop::LIMIT) {
+        m_closingChanged.WaitUntil(m_mutex, now + LOOK);
+        now = std::chrono::steady_clock::now();
+    }
+}
+
 void Endpoint::Deliver(Incoming incoming, TCMessage message) {
+    WaitForMainLoop();
     auto delivery =
         std::make_unique<Delivery>(shared_from_this(), std::move(incoming), std::move(message));
     TCEventIO* target = nullptr;

@@ -10,6 +10,7 @@
 #include "Messenger.h"
 #include "PrivateBus.h"
 #include "RawClient.h"
+#include "RunMainLoop.h"
 #include "Said.h"
 #include "TestCommand.h"
 #include "TestServer.h"
@@ -31,6 +32,7 @@ TCMessage Tagged(const Json::Value& tag) {
 
 class DbusIPCTest : public testing::Test {
 protected:
+    DbusIPCTest() { RunMainLoop(); }
     ~DbusIPCTest() override {
         if (channel) {
             for (std::string tag : {"probe", "other", "7", "true", ""}) {

@@ -17,6 +17,7 @@
 #include "ModuleAccessor.h"
 #include "PrivateBus.h"
 #include "RawClient.h"
+#include "RunMainLoop.h"
 #include "WaitUntil.h"
 #include "Worker.h"
 #include "WorkerFactory.h"
@@ -74,6 +75,7 @@ protected:
         FakeManager::services["probe"] = &control;
         message.subject = "probe";
         message.payload["a"] = 1;
+        RunMainLoop();
     }
 
     // Whether the message counts as pending: the next one's line tells how many do.

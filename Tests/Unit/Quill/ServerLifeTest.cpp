@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <thread>
 
@@ -11,6 +12,7 @@
 #include "LogCapture.h"
 #include "PrivateBus.h"
 #include "RawClient.h"
+#include "RunMainLoop.h"
 #include "TCTask.h"
 #include "TestServer.h"
 #include "WaitUntil.h"
@@ -36,6 +38,48 @@ TEST_F(ServerLife, AppearsOnTheBusWithItsCreationAndLeavesItWithItsEnd) {
     server.CloseDBusServer(); // a second time is no harm
     EXPECT_TRUE(server.CreateDBusServer());
     EXPECT_EQ(client.Call("test.Server", "", R"({"a":1})").payload, R"({"a":1})");
+}
+
+// A process makes what its callbacks need, and then runs its main loop. Who calls as soon as the
+// name is there must not find things half made.
+TEST_F(ServerLife, HoldsCallsAndSignalsBackUntilTheMainLoopRuns) {
+    std::atomic<int> received{0};
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) { ++received; };
+    server.SubscribeSignal(nullptr, "Hello", nullptr, nullptr);
+    ASSERT_TRUE(server.TCServer::CreateDBusServer());
+    const auto opened = std::chrono::steady_clock::now();
+    RawClient client;
+    client.Send("test.Server", "me", R"({"number":1})");
+    client.SendSignal("Hello", {"Hello", "me", "{}"});
+    client.Send("test.Server", "me", R"({"number":2})");
+    // Long enough for them to have come; how much of the limit this machine has used up by then
+    // is its own affair, and tells whether the look means anything.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const int before = received;
+    if (std::chrono::steady_clock::now() - opened < std::chrono::milliseconds(900)) {
+        EXPECT_EQ(before, 0);
+    }
+    RunMainLoop();
+    EXPECT_TRUE(WaitUntil([&] { return received == 3; }));
+}
+
+TEST_F(ServerLife, HoldsCallsBackForASecondWhereNoMainLoopRuns) {
+    ASSERT_TRUE(server.TCServer::CreateDBusServer());
+    const auto opened = std::chrono::steady_clock::now();
+    RawClient client;
+    EXPECT_EQ(client.Call("test.Server", "", R"({"a":1})").payload, R"({"a":1})");
+    EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
+    EXPECT_EQ(client.Call("test.Server", "", R"({"a":2})").payload, R"({"a":2})");
+}
+
+TEST_F(ServerLife, ClosesAtOnceWhileACallIsHeldBack) {
+    ASSERT_TRUE(server.TCServer::CreateDBusServer());
+    RawClient client;
+    client.Send("test.Server", "", R"({"a":1})");
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        ADD_FAILURE() << "it is closed";
+    };
+    server.CloseDBusServer();
 }
 
 TEST_F(ServerLife, ClosesOnlyWhenNoCallbackRunsAnyMore) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "RunMainLoop.h"
 #include "TCServer.h"
 
 /// A server whose callbacks are the test's. Without one it answers each call with what it was
@@ -14,6 +15,13 @@ class TestServer : public Quill::TCServer {
 public:
     explicit TestServer(std::string name = "test.Server") : TCServer(std::move(name), SERVER) {}
     ~TestServer() override { CloseDBusServer(); }
+
+    /// In a process that has set itself up.
+    bool CreateDBusServer() {
+        const bool result = TCServer::CreateDBusServer();
+        RunMainLoop();
+        return result;
+    }
 
     std::function<bool(const char*, const Quill::TCMessage*, Quill::TCEventIO*&)> onTransfer;
     std::function<void(const char*, const Quill::TCMessage*, Quill::TCMessage*, const char*)>
