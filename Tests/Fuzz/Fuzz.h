@@ -10,3 +10,5 @@
 int FuzzTransportStream(std::span<const std::uint8_t> input);
 /// Contents of table sections.
 int FuzzTables(std::span<const std::uint8_t> input);
+/// A message's payload. Ends the process where the codec and the JSON library disagree about it.
+int FuzzJson(std::span<const std::uint8_t> input);

@@ -195,7 +195,7 @@ class FuzzCorpus : public testing::TestWithParam<Corpus> {};
 
 INSTANTIATE_TEST_SUITE_P(, FuzzCorpus,
                          testing::Values(Corpus{"ts", FuzzTransportStream},
-                                         Corpus{"tables", FuzzTables}),
+                                         Corpus{"tables", FuzzTables}, Corpus{"json", FuzzJson}),
                          [](const auto& parameter) { return parameter.param.folder; });
 
 TEST_P(FuzzCorpus, IsTaken) {

@@ -23,6 +23,11 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 
+void* operator new(std::size_t size, const std::nothrow_t& /*how*/) noexcept {
+    ++g_count;
+    return std::malloc(size);
+}
+
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }

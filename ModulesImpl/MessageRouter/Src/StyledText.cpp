@@ -1,21 +1,154 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StyledText.h"
 
-#include <memory>
-#include <sstream>
-#include <utility>
+#include <cstddef>
+
+#include "JsonText.h"
 
 namespace marrow::msg {
 
+namespace {
+
+using base::JsonText;
+
+// A value with each item and member on a line of its own. False where JsonCpp is to write it: a
+// value carries a comment, or a string is no UTF-8, out of which it makes things of its own.
+class StyledWriter {
+public:
+    explicit StyledWriter(JsonText& text) : m_text(text) {}
+
+    bool Write(const Json::Value& value) { return !HasComment(value) && WritePlain(value, false); }
+
+private:
+    // Brackets with something between them begin a line where they are a member's value.
+    bool WritePlain(const Json::Value& value, bool isMember) {
+        switch (value.type()) {
+        case Json::nullValue:
+            m_text.Add("null");
+            return true;
+        case Json::intValue:
+            m_text.AddInteger(value.asInt64());
+            return true;
+        case Json::uintValue:
+            m_text.AddInteger(value.asUInt64());
+            return true;
+        case Json::realValue:
+            m_text.AddReal(value.asDouble());
+            return true;
+        case Json::stringValue: {
+            const char* begin = nullptr;
+            const char* end = nullptr;
+            return value.getString(&begin, &end) && WriteString(begin, end);
+        }
+        case Json::booleanValue:
+            m_text.Add(value.asBool() ? "true" : "false");
+            return true;
+        case Json::arrayValue:
+            return WriteArray(value, isMember);
+        case Json::objectValue:
+            return WriteObject(value, isMember);
+        }
+        return false;
+    }
+
+    bool WriteArray(const Json::Value& value, bool isMember) {
+        if (value.empty()) {
+            m_text.Add("[]");
+            return true;
+        }
+        Open('[', isMember);
+        Json::ArrayIndex next = 0;
+        const auto end = value.end();
+        for (auto item = value.begin(); item != end; ++item, ++next) {
+            // An array may have holes, which are written as null.
+            for (const Json::ArrayIndex index = item.index(); next < index; ++next) {
+                BeginItem(next == 0);
+                m_text.Add("null");
+            }
+            BeginItem(next == 0);
+            if (HasComment(*item) || !WritePlain(*item, false)) {
+                return false;
+            }
+        }
+        Close(']');
+        return true;
+    }
+
+    bool WriteObject(const Json::Value& value, bool isMember) {
+        if (value.empty()) {
+            m_text.Add("{}");
+            return true;
+        }
+        Open('{', isMember);
+        bool isFirst = true;
+        const auto end = value.end();
+        for (auto member = value.begin(); member != end; ++member) {
+            BeginItem(isFirst);
+            isFirst = false;
+            const char* nameEnd = nullptr;
+            const char* const name = member.memberName(&nameEnd);
+            if (!WriteString(name, nameEnd)) {
+                return false;
+            }
+            m_text.Add(" : ");
+            if (HasComment(*member) || !WritePlain(*member, true)) {
+                return false;
+            }
+        }
+        Close('}');
+        return true;
+    }
+
+    bool WriteString(const char* begin, const char* end) {
+        return m_text.AddString<JsonText::Escape::NON_ASCII>(
+            {begin, static_cast<std::size_t>(end - begin)});
+    }
+
+    void Open(char bracket, bool isMember) {
+        if (isMember) {
+            BeginLine();
+        }
+        m_text.Add(bracket);
+        ++m_depth;
+    }
+
+    void Close(char bracket) {
+        --m_depth;
+        BeginLine();
+        m_text.Add(bracket);
+    }
+
+    void BeginItem(bool isFirst) {
+        if (!isFirst) {
+            m_text.Add(',');
+        }
+        BeginLine();
+    }
+
+    void BeginLine() {
+        m_text.Add('\n');
+        m_text.Add(m_depth, '\t');
+    }
+
+    static bool HasComment(const Json::Value& value) {
+        return value.hasComment(Json::commentBefore) || value.hasComment(Json::commentAfter) ||
+               value.hasComment(Json::commentAfterOnSameLine);
+    }
+
+    JsonText& m_text;
+    std::size_t m_depth = 0;
+};
+
+} // namespace
+
 std::string StyledText(const Json::Value& value) {
-    // A writer keeps nothing between two texts.
-    static thread_local const std::unique_ptr<Json::StreamWriter> writer(
-        Json::StreamWriterBuilder().newStreamWriter());
-    static thread_local std::ostringstream stream;
-    stream.str({});
-    writer->write(value, &stream);
-    stream << '\n';
-    return std::move(stream).str();
+    static thread_local JsonText text;
+    text.Clear();
+    if (!StyledWriter(text).Write(value)) {
+        return value.toStyledString();
+    }
+    text.Add('\n');
+    return std::string(text.Text());
 }
 
 } // namespace marrow::msg

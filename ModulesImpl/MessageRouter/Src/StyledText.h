@@ -7,8 +7,7 @@
 
 namespace marrow::msg {
 
-/// What Json::Value::toStyledString yields, for a value without comments, at a third of its cost:
-/// that function makes a writer with all its settings for each text, and every call's payload is
+/// What Json::Value::toStyledString yields, at a small part of its cost: every call's payload is
 /// rendered for the log. Any thread.
 std::string StyledText(const Json::Value& value);
 

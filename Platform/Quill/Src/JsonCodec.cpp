@@ -5,12 +5,17 @@
 #include <memory>
 #include <sstream>
 
+#include "FastReader.h"
+#include "JsonText.h"
 #include "WireText.h"
 
 namespace Quill::JsonCodec {
 
 namespace {
 
+// What is allowed, what comes of it and how an error reads is JsonCpp's. Its reader and its writer
+// do what the quick ways below leave to them.
+//
 // Readers and writers are slow to make and keep nothing between two texts, so that each thread
 // has its own.
 Json::CharReader& Reader() {
@@ -43,11 +48,113 @@ std::string OneLine(std::string text) {
     return text;
 }
 
+using marrow::base::JsonText;
+
+// Writes values as Writer() does. False where that one is to do it: a value carries a comment,
+// which it would write as well.
+class CompactWriter {
+public:
+    explicit CompactWriter(JsonText& text) : m_text(text) {}
+
+    bool Write(const Json::Value& value) {
+        if (value.hasComment(Json::commentBefore) || value.hasComment(Json::commentAfter) ||
+            value.hasComment(Json::commentAfterOnSameLine)) {
+            return false;
+        }
+        switch (value.type()) {
+        case Json::nullValue:
+            m_text.Add("null");
+            return true;
+        case Json::intValue:
+            m_text.AddInteger(value.asInt64());
+            return true;
+        case Json::uintValue:
+            m_text.AddInteger(value.asUInt64());
+            return true;
+        case Json::realValue:
+            m_text.AddReal(value.asDouble());
+            return true;
+        case Json::stringValue: {
+            const char* begin = nullptr;
+            const char* end = nullptr;
+            return value.getString(&begin, &end) && WriteString(begin, end);
+        }
+        case Json::booleanValue:
+            m_text.Add(value.asBool() ? "true" : "false");
+            return true;
+        case Json::arrayValue:
+            return WriteArray(value);
+        case Json::objectValue:
+            return WriteObject(value);
+        }
+        return false;
+    }
+
+private:
+    bool WriteArray(const Json::Value& value) {
+        m_text.Add('[');
+        Json::ArrayIndex next = 0;
+        const auto end = value.end();
+        for (auto item = value.begin(); item != end; ++item, ++next) {
+            // An array may have holes, which are written as null.
+            for (const Json::ArrayIndex index = item.index(); next < index; ++next) {
+                m_text.Add(next == 0 ? "null" : ",null");
+            }
+            if (next > 0) {
+                m_text.Add(',');
+            }
+            if (!Write(*item)) {
+                return false;
+            }
+        }
+        m_text.Add(']');
+        return true;
+    }
+
+    bool WriteObject(const Json::Value& value) {
+        char before = '{';
+        const auto end = value.end();
+        for (auto member = value.begin(); member != end; ++member) {
+            m_text.Add(before);
+            before = ',';
+            const char* nameEnd = nullptr;
+            const char* const name = member.memberName(&nameEnd);
+            if (!WriteString(name, nameEnd)) {
+                return false;
+            }
+            m_text.Add(':');
+            if (!Write(*member)) {
+                return false;
+            }
+        }
+        m_text.Add(before == '{' ? "{}" : "}");
+        return true;
+    }
+
+    bool WriteString(const char* begin, const char* end) {
+        return m_text.AddString<JsonText::Escape::CONTROLS>(
+            {begin, static_cast<std::size_t>(end - begin)});
+    }
+
+    JsonText& m_text;
+};
+
+std::string EncodeSlowly(const Json::Value& value) {
+    static thread_local std::ostringstream stream;
+    stream.str({});
+    stream.clear();
+    Writer().write(value, &stream);
+    return std::move(stream).str();
+}
+
 } // namespace
 
 bool Decode(std::string_view text, Root root, Json::Value& value, std::string& error) {
     if (text.empty()) {
         value = Json::Value();
+        return true;
+    }
+    if (ReadFast(text, root, value)) {
         return true;
     }
     Json::Value decoded;
@@ -73,11 +180,11 @@ std::string Encode(const Json::Value& value) {
     if (value.isNull()) {
         return {};
     }
-    static thread_local std::ostringstream stream;
-    stream.str({});
-    stream.clear();
-    Writer().write(value, &stream);
-    return WireText::ValidJson(std::move(stream).str());
+    static thread_local JsonText text;
+    text.Clear();
+    std::string written =
+        CompactWriter(text).Write(value) ? std::string(text.Text()) : EncodeSlowly(value);
+    return WireText::ValidJson(std::move(written));
 }
 
 } // namespace Quill::JsonCodec
