@@ -145,9 +145,9 @@ std::vector<StoredKey> Notifier::Changes(bool isThorough) {
         if (m_store != store.Id()) { // another has taken its place: all that is in it is new
             m_store = store.Id();
             m_number = 0;
-        } else if (isThorough &&
-                   store.LastNumber() < m_number) { // somebody has put back an old one
-            m_number = store.LastNumber();
+        } else if (isThorough && store.LastNumber() < m_number) {
+            // Somebody has put back what an old one held, and there may be changes behind that.
+            m_number = 0;
             m_callbacks.GoBack(m_number);
         }
         return store.ChangesSince(m_number,

@@ -127,7 +127,9 @@ void Store::Prepare() {
     } else {
         m_hidesMemoryKeys = !IsOfThisBoot();
     }
-    m_id = m_database.Ask("SELECT value FROM meta WHERE name = 'id'");
+    // A copy that is put back has the same word in it, and other changes behind the same numbers.
+    m_id = m_database.Ask("SELECT value FROM meta WHERE name = 'id'") + " " +
+           StoreFiles::NumberOf(m_paths.database);
     m_get.emplace(m_database, "SELECT type, value FROM keys WHERE name = ?1");
     m_set.emplace(m_database, "INSERT OR REPLACE INTO keys(name, type, value) VALUES(?1, ?2, ?3)");
     m_unset.emplace(m_database,
@@ -140,6 +142,7 @@ void Store::Prepare() {
                                   "ORDER BY number");
     m_sync.emplace(m_database, "UPDATE meta SET value = value + 1 WHERE name = 'syncs'");
     LastNumber(); // a first look makes SQLite's files where they are missing
+    m_hasLog = m_database.Ask("PRAGMA journal_mode") == "wal";
     m_files = StoreFiles(m_paths);
 }
 
@@ -265,6 +268,10 @@ void Store::Changed() {
     if (m_bell) {
         m_bell->Ring();
     }
+    ShortenLog();
+}
+
+void Store::ShortenLog() {
     const int pages = m_database.LogPages();
     if (pages < CHECKPOINT_PAGES) {
         m_nextCheckpoint = CHECKPOINT_PAGES;
@@ -282,11 +289,15 @@ void Store::Sync() {
     try {
         const Statement::Run run(*m_sync);
         m_sync->Step();
+        if (sqlite3_changes(m_database.Handle()) == 0) { // then there was no commit either
+            throw StoreError(m_paths.database + ": it lacks the row that is written at a sync");
+        }
     } catch (const StoreError&) {
         m_database.Execute("PRAGMA synchronous = NORMAL");
         throw;
     }
     m_database.Execute("PRAGMA synchronous = NORMAL");
+    ShortenLog(); // somebody may do nothing but sync
 }
 
 std::vector<StoredKey> Store::List(std::string_view prefix) {
@@ -316,21 +327,23 @@ std::int64_t Store::LastNumber() {
 std::vector<StoredKey> Store::ChangesSince(std::int64_t& number,
                                            const std::function<bool(std::string_view)>& isWanted) {
     std::vector<StoredKey> keys;
+    std::int64_t last = number; // the caller's stays where this fails, or those so far were lost
     const Statement::Run run(*m_changes);
     m_changes->Bind(1, number);
     while (m_changes->Step()) {
         const std::string_view name = m_changes->Text(0);
-        number = m_changes->Integer(3);
+        last = m_changes->Integer(3);
         if (!isWanted(name)) {
             continue;
         }
         if (std::optional<StoredValue> value = ValueOf(*m_changes, 1)) {
-            keys.push_back({std::string(name), std::move(*value), number});
+            keys.push_back({std::string(name), std::move(*value), last});
         } else {
             VCONF_LOG(DLOG_WARN, "%s has a value in the database that isn't valid",
                       std::string(name).c_str());
         }
     }
+    number = last;
     return keys;
 }
 

@@ -54,7 +54,8 @@ public:
     const StorePaths& Paths() const { return m_paths; }
     /// False when its files have been removed or replaced: nobody else would see what is set here.
     bool IsInPlace() const {
-        return m_files.AreThere() && m_files == StoreFiles(m_paths) && !m_database.HasMoved();
+        return (m_files.AreThere() || !m_hasLog) && m_files == StoreFiles(m_paths) &&
+               !m_database.HasMoved();
     }
 
 private:
@@ -64,6 +65,7 @@ private:
     bool IsOfThisBoot();
     void Set(std::string_view name, VConfType type, const auto& value);
     void Changed();
+    void ShortenLog();
 
     const std::string m_bootId;
     Database m_database;
@@ -71,6 +73,7 @@ private:
     std::optional<Bell> m_bell; // of a store that can be written
     std::string m_id;
     bool m_hidesMemoryKeys = false;
+    bool m_hasLog = true; // or it is to be read only, and nobody who may write it has been there
     int m_nextCheckpoint = 0;
     std::optional<Statement> m_get;
     std::optional<Statement> m_set;

@@ -23,6 +23,8 @@ class StoreFiles {
 public:
     /// Those that are there now.
     explicit StoreFiles(const StorePaths& paths);
+    /// Tells the file of this name from others that are there at the same time.
+    static std::string NumberOf(const std::string& path);
 
     bool operator==(const StoreFiles&) const = default;
     /// Whether SQLite's are there, as they are while somebody has the database open.

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <string_view>
 #include <utility>
 
 #include "StoreError.h"
@@ -42,18 +43,27 @@ std::optional<int> ParseBool(const std::string& text) {
     return Parse<int>(text);
 }
 
+std::string Escaped(char c) {
+    std::array<char, 8> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04x",
+                  static_cast<unsigned>(static_cast<unsigned char>(c)));
+    return escape.data();
+}
+
 std::string Quoted(const std::string& text) {
     std::string line = "\"";
-    for (const char c : text) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char c = text[at];
         const auto byte = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
+        const std::string_view character = std::string_view(text).substr(at, 2);
+        if (character >= "\xC2\x80" && character <= "\xC2\x9F") {
+            line += Escaped(text[++at]); // U+0080 to U+009F: the second byte is the number
+        } else if (c == '"' || c == '\\') {
             line += {'\\', c};
         } else if (c == '\n') {
             line += "\\n";
         } else if (byte < 0x20 || byte == 0x7F) {
-            std::array<char, 8> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(byte));
-            line += escape.data();
+            line += Escaped(c);
         } else {
             line += c;
         }

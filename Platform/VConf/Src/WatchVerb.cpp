@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "KeyName.h"
 #include "StoreWatch.h"
 
 namespace vconf {
@@ -12,9 +13,10 @@ namespace vconf {
 void WatchChanges(LazyStore& store, const std::vector<std::string>& prefixes,
                   const std::function<bool(const StoredKey&)>& tell) {
     const auto isWanted = [&](std::string_view name) {
-        return prefixes.empty() ||
-               std::any_of(prefixes.begin(), prefixes.end(),
-                           [&](const std::string& prefix) { return name.starts_with(prefix); });
+        return IsKeyName(name) && // there are rows without one, and files that others have made
+               (prefixes.empty() ||
+                std::any_of(prefixes.begin(), prefixes.end(),
+                            [&](const std::string& prefix) { return name.starts_with(prefix); }));
     };
     std::optional<StoreWatch> watch;
     std::string id;
@@ -35,7 +37,8 @@ void WatchChanges(LazyStore& store, const std::vector<std::string>& prefixes,
                 watch->LookAgain();
             }
             changes = store.Use([&](Store& opened) {
-                if (id != opened.Id()) { // another: all that is in it is new
+                // Another, or an old one that has been put back: all that is in it is new.
+                if (id != opened.Id() || opened.LastNumber() < number) {
                     id = opened.Id();
                     number = 0;
                 }

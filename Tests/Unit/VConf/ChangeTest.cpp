@@ -2,12 +2,15 @@
 
 // What callbacks are told.
 
+#include <chrono>
 #include <csignal>
+#include <fstream>
 #include <sqlite3.h>
 #include <thread>
 
 #include "CountThreads.h"
 #include "Dlog.h"
+#include "FileCalls.h"
 #include "StorePeer.h"
 #include "VConfFixture.h"
 #include "WaitUntil.h"
@@ -234,6 +237,63 @@ TEST_F(ChangeTest, ADatabaseThatIsMadeAnewIsFollowed) {
     EXPECT_GE(
         LogCapture::Count(DLOG_WARN, Database() + " has been removed or replaced; opening it anew"),
         1);
+}
+
+TEST_F(ChangeTest, TheBellIsRungForEachChangeAndDoesntGrow) {
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    filecalls::Clear();
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    EXPECT_EQ(filecalls::On("-bell").size(), 1U);
+    ASSERT_EQ(vconf_unset("db/a"), 0);
+    EXPECT_EQ(filecalls::On("-bell").size(), 2U);
+    EXPECT_EQ(std::filesystem::file_size(Database() + "-bell"), 1U);
+}
+
+TEST_F(ChangeTest, ABellAloneIsHeard) { // without which each change would come a little later
+    auto& list = Keep<ChangeList>();
+    ASSERT_EQ(vconf_set_int("db/a", 0), 0);
+    ASSERT_EQ(Watch("db/a", list), 0);
+    std::size_t quick = 0;
+    for (std::size_t count = 1; count <= 50; ++count) {
+        const auto begin = std::chrono::steady_clock::now();
+        ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+        ASSERT_TRUE(list.WaitFor(count));
+        quick += std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(10) ? 1 : 0;
+    }
+    EXPECT_GE(quick, 5U); // the look at the files would take 20 ms each time
+}
+
+TEST_F(ChangeTest, TheThreadRestsWhileNothingIsWatched) {
+    auto& list = Keep<ChangeList>();
+    ASSERT_EQ(Watch("db/a", list), 0);
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    ASSERT_TRUE(list.WaitFor(1));
+    ASSERT_EQ(vconf_ignore_key_changed("db/a", ChangeList::Add), 0);
+    ASSERT_EQ(vconf_set_int("db/b", 1), 0); // the last that it hears of
+    const auto waits = [] {
+        long count = 0;
+        for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::ifstream file(thread.path() / "status");
+            std::string line;
+            bool isIt = false;
+            while (std::getline(file, line)) {
+                isIt = isIt || line == "Name:\tvconf-watch";
+                if (isIt && line.find("ctxt_switches:") != std::string::npos) {
+                    count += std::stol(line.substr(line.find(':') + 1));
+                }
+            }
+        }
+        return count;
+    };
+    // Within one of two rounds it has come to rest.
+    EXPECT_TRUE(WaitUntil([&] {
+        const long before = waits();
+        for (int count = 0; count < 3000; ++count) { // long enough for it to be seen
+            vconf_set_int("db/b", count);
+        }
+        return before > 0 && waits() - before < 3;
+    }));
+    ASSERT_EQ(Watch("db/a", list), 0);
 }
 
 TEST_F(ChangeTest, AFolderThatIsMadeAnewIsFollowed) {

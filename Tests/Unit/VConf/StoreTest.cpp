@@ -1,79 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The store by itself: restarts of the machine, numbers, lists, and databases of others.
+// The store by itself: restarts of the machine, numbers, lists.
 
 #include "Store.h"
 
-#include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <functional>
+#include <barrier>
 #include <gmock/gmock.h>
-#include <memory>
-#include <random>
-#include <sstream>
 #include <thread>
 
-#include "Dlog.h"
-#include "LogCapture.h"
-#include "StoreError.h"
-#include "TemporaryFolder.h"
+#include "StoreDefaults.h"
+#include "StoreFixture.h"
 
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
-using vconf::KeyError;
-using vconf::OpenError;
 using vconf::Store;
 using vconf::StoredKey;
 using vconf::StoreError;
-
-class StoreTest : public testing::Test {
-protected:
-    std::string File() const { return (m_folder.Path() / "vconf.db").string(); }
-    Store Open(const std::string& boot = "boot 1") const { return Store(File(), boot); }
-
-    void Execute(const std::string& sql) const {
-        sqlite3* database = nullptr;
-        ASSERT_EQ(sqlite3_open(File().c_str(), &database), SQLITE_OK);
-        EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-            << sqlite3_errmsg(database);
-        sqlite3_close(database);
-    }
-    std::string WhyNotOpen() const {
-        try {
-            Open();
-            return "it is open";
-        } catch (const OpenError& error) {
-            return error.what();
-        }
-    }
-    static std::string WhyNot(const std::function<void()>& work) {
-        try {
-            work();
-            return "it has worked";
-        } catch (const KeyError& error) {
-            return error.what();
-        }
-    }
-
-private:
-    const TemporaryFolder m_folder;
-};
-
-std::vector<std::string> Names(const std::vector<StoredKey>& keys) {
-    std::vector<std::string> names;
-    for (const StoredKey& key : keys) {
-        names.push_back(key.name);
-    }
-    return names;
-}
-
-std::vector<std::string> ChangedSince(Store& store, std::int64_t& number) {
-    return Names(store.ChangesSince(number, [](std::string_view) { return true; }));
-}
 
 TEST_F(StoreTest, MemoryKeysEndWithTheMachinesRestart) {
     {
@@ -81,6 +24,7 @@ TEST_F(StoreTest, MemoryKeysEndWithTheMachinesRestart) {
         store.SetInt("memory/a", 1);
         store.SetInt("db/a", 2);
         store.SetInt("memory2/a", 3);
+        store.SetInt("memory0", 3);
         store.SetInt("db/gone", 4);
         store.Unset("db/gone");
     }
@@ -90,7 +34,7 @@ TEST_F(StoreTest, MemoryKeysEndWithTheMachinesRestart) {
     }
     Store store = Open("boot 2");
     EXPECT_EQ(WhyNot([&] { store.Get("memory/a"); }), "no key memory/a");
-    EXPECT_THAT(Names(store.List("")), ElementsAre("db/a", "memory2/a"));
+    EXPECT_THAT(Names(store.List("")), ElementsAre("db/a", "memory0", "memory2/a"));
     store.SetInt("memory/a", 5);
     EXPECT_EQ(Open("boot 2").Get("memory/a").integer, 5);
 }
@@ -156,6 +100,24 @@ TEST_F(StoreTest, ChangesAreTheLastOfEachKeyInOrder) {
     EXPECT_THAT(ChangedSince(store, number), ElementsAre());
 }
 
+TEST_F(StoreTest, ALookAtChangesThatFailsSkipsNone) {
+    Store store = Open();
+    std::int64_t number = store.LastNumber();
+    store.SetInt("db/a", 1);
+    store.SetInt("db/b", 1);
+    EXPECT_THROW(store.ChangesSince(number,
+                                    [](std::string_view name) {
+                                        return name == "db/a" ? true : throw StoreError("no");
+                                    }),
+                 StoreError);
+    EXPECT_THAT(ChangedSince(store, number), ElementsAre("db/a", "db/b"));
+}
+
+TEST(StoreDefaults, KnowThisStartOfTheMachine) {
+    EXPECT_EQ(vconf::BootId().size(), 36U);
+    EXPECT_EQ(vconf::BootId(), vconf::BootId());
+}
+
 TEST_F(StoreTest, AListHasTypesAndValuesInTheOrderOfNames) {
     Store store = Open();
     store.SetBool("db/b/flag", 3);
@@ -187,195 +149,27 @@ TEST_F(StoreTest, TextsSayWhatIsWrongWithAKey) {
               "the value of db/a is not UTF-8");
 }
 
-TEST_F(StoreTest, IsOutOfPlaceWhenAnyOfItsFilesIsReplaced) {
-    for (const char* ending : {"", "-wal", "-shm", "-bell"}) {
-        Store store = Open();
-        store.SetInt("db/a", 1);
-        EXPECT_TRUE(store.IsInPlace());
-        std::filesystem::remove(File() + ending);
-        EXPECT_FALSE(store.IsInPlace()) << ending;
-        std::ofstream(File() + ending) << "x";
-        EXPECT_FALSE(store.IsInPlace()) << ending;
-        for (const char* each : {"", "-wal", "-shm", "-bell"}) {
-            std::filesystem::remove(File() + each);
+TEST_F(StoreTest, OnlyTheFirstAfterARestartOfTheMachineEndsMemoryKeys) {
+    constexpr int THREADS = 8;
+    for (int round = 1; round <= 20; ++round) {
+        const std::string boot = "boot " + std::to_string(round);
+        std::barrier begin(THREADS);
+        std::vector<std::thread> threads;
+        for (int number = 0; number < THREADS; ++number) {
+            threads.emplace_back([&, number] {
+                begin.arrive_and_wait();
+                try {
+                    Open(boot).SetInt("memory/" + std::to_string(number), round);
+                } catch (const StoreError& error) {
+                    ADD_FAILURE() << error.what();
+                }
+            });
         }
-    }
-}
-
-TEST_F(StoreTest, IsFoundThroughASymbolicLink) {
-    const std::string link = File() + ".link";
-    std::filesystem::create_symlink(File(), link);
-    Store store(link, "boot 1");
-    store.SetInt("db/a", 1);
-    EXPECT_TRUE(store.IsInPlace());
-    EXPECT_EQ(store.Paths().database, File());
-    EXPECT_EQ(Open().Get("db/a").integer, 1);
-}
-
-TEST_F(StoreTest, CanBeMadeByManyAtOnce) {
-    std::vector<std::thread> threads;
-    std::atomic<int> failures{0};
-    for (int number = 0; number < 16; ++number) {
-        threads.emplace_back([&, number] {
-            try {
-                Open().SetInt("db/" + std::to_string(number), number);
-            } catch (const StoreError& error) {
-                ADD_FAILURE() << error.what();
-                ++failures;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(failures, 0);
-    EXPECT_EQ(Open().List("").size(), 16U);
-}
-
-TEST_F(StoreTest, AnEmptyFileBecomesOne) {
-    std::ofstream(File()).flush();
-    Open().SetInt("db/a", 1);
-    EXPECT_EQ(Open().Get("db/a").integer, 1);
-}
-
-TEST_F(StoreTest, AFileOfAnotherKindIsRefused) {
-    std::ofstream(File()) << std::string(10000, 'x');
-    EXPECT_EQ(WhyNotOpen(), "can't open " + File() + ": file is not a database");
-    EXPECT_EQ(std::filesystem::file_size(File()), 10000U);
-}
-
-TEST_F(StoreTest, ADatabaseOfSomebodyElseIsRefusedAndLeftAlone) {
-    Execute("CREATE TABLE keys(name, type, value, number)");
-    EXPECT_EQ(WhyNotOpen(), "can't open " + File() + ": it is no configuration store");
-    EXPECT_FALSE(std::filesystem::exists(File() + "-bell"));
-    Execute("DROP TABLE keys"); // it is still theirs to use
-}
-
-TEST_F(StoreTest, AFormatOfTheFutureIsRefused) {
-    Open().SetInt("db/a", 1);
-    Execute("PRAGMA user_version = 2");
-    EXPECT_EQ(WhyNotOpen(), "can't open " + File() + ": it has a format that isn't known here");
-}
-
-TEST_F(StoreTest, AnotherSetOfTablesIsRefused) {
-    Open().SetInt("db/a", 1);
-    Execute("DROP TABLE keys");
-    EXPECT_THAT(WhyNotOpen(), StartsWith("can't open " + File() + ": no such table"));
-    Execute("CREATE TABLE keys(name)");
-    EXPECT_THAT(WhyNotOpen(), StartsWith("can't open " + File() + ": no such column"));
-}
-
-TEST_F(StoreTest, ViewsAndTriggersOfTheFileDontRun) {
-    Open().SetInt("db/a", 1);
-    Execute("CREATE TRIGGER t AFTER INSERT ON keys BEGIN DELETE FROM keys; END");
-    {
-        Store store = Open();
-        store.SetInt("db/b", 1);
-        EXPECT_EQ(store.List("").size(), 2U);
-    }
-    Execute("ALTER TABLE keys RENAME TO others;"
-            "CREATE VIEW keys AS SELECT * FROM others");
-    EXPECT_THAT(WhyNotOpen(), StartsWith("can't open " + File()));
-}
-
-TEST_F(StoreTest, ATruncatedFileIsRefusedOrFailsWithItsName) {
-    {
-        Store store = Open();
-        for (int count = 0; count < 500; ++count) {
-            store.SetString("db/" + std::to_string(count), std::string(500, 'x'));
+        for (std::thread& thread : threads) {
+            thread.join();
         }
+        EXPECT_EQ(Open(boot).List("memory/").size(), std::size_t{THREADS}) << round;
     }
-    Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-    const auto size = std::filesystem::file_size(File());
-    ASSERT_GT(size, 200'000U);
-    for (const std::uintmax_t left : {size / 2, std::uintmax_t{4096 * 3}, std::uintmax_t{100}}) {
-        std::filesystem::resize_file(File(), left);
-        try {
-            Store store = Open();
-            store.List("");
-            ADD_FAILURE() << "nothing was missed of " << size - left << " bytes";
-        } catch (const StoreError& error) {
-            EXPECT_THAT(error.what(), HasSubstr(File() + ": "));
-        }
-    }
-}
-
-TEST_F(StoreTest, DamageOfAnyKindIsAFailureAtWorst) {
-    {
-        Store store = Open();
-        for (int count = 0; count < 200; ++count) {
-            store.SetString("db/" + std::to_string(count), std::string(200, 'x'));
-        }
-    }
-    Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-    std::ostringstream whole;
-    whole << std::ifstream(File()).rdbuf();
-    const std::string content = whole.str();
-    std::minstd_rand random(1);
-    int failures = 0;
-    for (int round = 0; round < 150; ++round) {
-        std::string damaged = content;
-        for (int count = 0; count < 40; ++count) {
-            damaged[100 + random() % (damaged.size() - 100)] = static_cast<char>(random());
-        }
-        for (const char* ending : {"-wal", "-shm"}) {
-            std::filesystem::remove(File() + ending);
-        }
-        std::ofstream(File()) << damaged;
-        try {
-            Store store = Open();
-            std::int64_t number = 0;
-            ChangedSince(store, number);
-            store.SetString("db/7", "new");
-            store.Unset("db/8");
-            store.List("");
-        } catch (const StoreError& error) {
-            EXPECT_STRNE(error.what(), "");
-            ++failures;
-        }
-    }
-    EXPECT_GT(failures, 0);
-}
-
-TEST_F(StoreTest, ARowThatSomebodyHasSpoiltFailsAndNoOther) {
-    Store store = Open();
-    for (const char* name : {"db/good", "db/type", "db/null", "db/range", "db/class", "db/blob",
-                             "db/real", "db/text", "db/zero", "db/long", "db/typeclass"}) {
-        store.SetInt(name, 1);
-    }
-    Execute("UPDATE keys SET type = 99 WHERE name = 'db/type';"
-            "UPDATE keys SET value = NULL WHERE name = 'db/null';"
-            "UPDATE keys SET value = 3000000000 WHERE name = 'db/range';"
-            "UPDATE keys SET value = 'x' WHERE name = 'db/class';"
-            "UPDATE keys SET type = 40, value = x'4142' WHERE name = 'db/blob';"
-            "UPDATE keys SET type = 42 WHERE name = 'db/real';"
-            "UPDATE keys SET type = 40, value = CAST(x'ff' AS TEXT) WHERE name = 'db/text';"
-            "UPDATE keys SET type = 40, value = CAST(x'410042' AS TEXT) WHERE name = 'db/zero';"
-            "UPDATE keys SET type = 40, value = printf('%.*c', 1048577, 'x') "
-            "    WHERE name = 'db/long';"
-            "UPDATE keys SET type = 'x' WHERE name = 'db/typeclass';"
-            "INSERT INTO keys(name, type, value) VALUES('/bad//name', 41, 1);"
-            "INSERT INTO keys(name, type, value) VALUES(x'ff00', 41, 1);");
-    for (const char* name : {"db/type", "db/null", "db/range", "db/class", "db/blob", "db/real",
-                             "db/text", "db/zero", "db/long", "db/typeclass"}) {
-        EXPECT_EQ(WhyNot([&] { store.Get(name); }),
-                  std::string(name) + " has a value in the database that isn't valid");
-    }
-    EXPECT_EQ(store.Get("db/good").integer, 1);
-    EXPECT_THAT(Names(store.List("")), ElementsAre("db/good"));
-    LogCapture::Clear();
-    std::int64_t number = 0;
-    ChangedSince(store, number);
-    EXPECT_EQ(LogCapture::Count(DLOG_WARN, "db/null has a value in the database that isn't valid"),
-              1);
-    store.SetInt("db/type", 2); // and can be mended
-    EXPECT_EQ(store.Get("db/type").integer, 2);
-}
-
-TEST_F(StoreTest, AFolderInItsPlaceIsRefused) {
-    std::filesystem::create_directory(File());
-    EXPECT_THAT(WhyNotOpen(),
-                StartsWith("can't open " + File() + ": unable to open database file"));
 }
 
 } // namespace

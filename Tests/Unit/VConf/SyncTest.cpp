@@ -10,6 +10,7 @@
 #include "FileCalls.h"
 #include "StorePeer.h"
 #include "VConfFixture.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -63,6 +64,17 @@ TEST_F(SyncTest, TheNextSetDoesntWaitForTheDiskEither) {
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
     const std::vector<Call> calls = filecalls::On("vconf.db-wal");
     EXPECT_EQ(std::count(calls.begin(), calls.end(), Call::Sync), 0);
+}
+
+TEST_F(SyncTest, TheLogDoesntGrowWhereThatIsAllThatIsDone) {
+    filecalls::Clear();
+    EXPECT_TRUE(WaitUntil([] {
+        for (int count = 0; count < 100; ++count) {
+            vconf_sync_key("db/a");
+        }
+        return !filecalls::On("vconf.db").empty();
+    }));
+    EXPECT_LT(std::filesystem::file_size(Database() + "-wal"), 6'000'000U);
 }
 
 TEST_F(SyncTest, TakesAKeyThatDoesntExist) {

@@ -4,19 +4,26 @@
 // what the call has returned. The answers go to the descriptor that the first argument names.
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
 
+#include "CountThreads.h"
 #include "FileCalls.h"
+#include "Store.h"
+#include "StoreDefaults.h"
 #include "VConf.h"
 
 namespace {
@@ -96,14 +103,77 @@ void StayForEver(struct _keynode_t* /*node*/, void* user) {
     }
 }
 
+// When the process has begun to end, where that is to be soon.
+std::chrono::steady_clock::time_point endBegun;
+
 void EndProcess(struct _keynode_t* /*node*/, void* /*user*/) {
+    endBegun = std::chrono::steady_clock::now();
     std::exit(7);
+}
+
+// The descriptors, its standard ones and the answers' aside, that a program which it executes would
+// have as well.
+std::string Inherited(Words& /*words*/) {
+    std::string names;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone; // that of the folder itself
+        const std::string file = std::filesystem::read_symlink(entry.path(), gone).string();
+        const int flags = fcntl(std::stoi(entry.path().filename().string()), F_GETFD);
+        const bool isOurs = file.find("vconf.db") != std::string::npos ||
+                            file.find("inotify") != std::string::npos ||
+                            file.find("eventfd") != std::string::npos;
+        if (!gone && isOurs && (flags & FD_CLOEXEC) == 0) {
+            names += file + " ";
+        }
+    }
+    return names;
+}
+
+// Forks a child that does nothing but end.
+std::string ForkAndExit(Words& /*words*/) {
+    const pid_t child = fork();
+    if (child == 0) {
+        endBegun = std::chrono::steady_clock::now();
+        std::exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status == 0 ? "at once" : "late";
+}
+
+std::string List(Words& words) {
+    vconf::Store store(vconf::DatabasePath(), vconf::BootId());
+    std::string names;
+    for (const vconf::StoredKey& key : store.List(Next<std::string>(words))) {
+        names += key.name + " ";
+    }
+    return names;
+}
+
+std::string atExitKey;
+int atExitAnswers = -1;
+
+// Registered ahead of the library's first use, and so called behind its end.
+void SetAtExit() {
+    constexpr int LATE = 99;
+    if (endBegun != std::chrono::steady_clock::time_point() &&
+        std::chrono::steady_clock::now() - endBegun > std::chrono::seconds(1)) {
+        _exit(LATE);
+    }
+    if (!atExitKey.empty()) {
+        const int set = vconf_set_int(atExitKey.c_str(), 1);
+        const int added = vconf_notify_key_changed("db/late", OnChange, nullptr);
+        Answer(atExitAnswers, "set " + std::to_string(set) + ", add " + std::to_string(added) +
+                                  ", threads " + std::to_string(CountThreads("vconf-watch")));
+    }
 }
 
 } // namespace
 
 int main(int /*count*/, char** words) {
     static int answers = std::atoi(words[1]); // callbacks use it
+    atExitAnswers = answers;
+    std::atexit(SetAtExit);
     const std::map<std::string, std::function<std::string(Words&)>> commands{
         {"set_int", SetInt},
         {"set_str", SetStr},
@@ -130,6 +200,14 @@ int main(int /*count*/, char** words) {
              return std::to_string(
                  vconf_notify_key_changed(Next<std::string>(line).c_str(), EndProcess, nullptr));
          }},
+        {"set_at_exit",
+         [](Words& line) {
+             atExitKey = Next<std::string>(line);
+             return std::to_string(vconf_notify_key_changed(atExitKey.c_str(), OnChange, nullptr));
+         }},
+        {"fork_and_exit", ForkAndExit},
+        {"inherited", Inherited},
+        {"list", List},
         {"limit_file_size", LimitFileSize},
         {"become_nobody", BecomeNobody},
         {"die_at_write",

@@ -3,11 +3,13 @@
 // The program vconf, as a person or a script has it.
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include "Program.h"
 #include "TemporaryFolder.h"
@@ -44,6 +46,28 @@ protected:
         EXPECT_EQ(program.Wait(), status) << program.Errors();
         EXPECT_EQ(program.Output(), "");
         return program.Errors();
+    }
+
+    void Execute(const std::string& sql, int (*row)(void*, int, char**, char**) = nullptr,
+                 void* user = nullptr) const {
+        sqlite3* database = nullptr;
+        ASSERT_EQ(sqlite3_open((folder.Path() / "vconf.db").c_str(), &database), SQLITE_OK);
+        sqlite3_busy_timeout(database, 10'000);
+        EXPECT_EQ(sqlite3_exec(database, sql.c_str(), row, user, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database);
+        sqlite3_close(database);
+    }
+    // How often somebody has waited for the disk.
+    int Syncs() const {
+        int syncs = -1;
+        Execute(
+            "SELECT value FROM meta WHERE name = 'syncs'",
+            [](void* number, int, char** values, char**) {
+                *static_cast<int*>(number) = std::atoi(values[0]);
+                return 0;
+            },
+            &syncs);
+        return syncs;
     }
 
     TemporaryFolder folder;
@@ -151,6 +175,59 @@ TEST_F(VConfTool, WatchGoesOnWithAnotherStoreInThePlaceOfTheFirst) {
     }
     Run({"set", "b", "2"});
     EXPECT_TRUE(watch.WaitForOutput("b  int  2\n"));
+    for (const char* value : {"3", "4", "5"}) { // which makes no file, and it looks once more only
+        Run({"set", "b", value});
+        ASSERT_TRUE(watch.WaitForOutput("b  int  " + std::string(value) + "\n"));
+    }
+}
+
+TEST_F(VConfTool, WatchShowsNoRowThatIsNoKey) {
+    Program watch(With({"watch"}));
+    WaitForWatch(watch, [] { Run({"set", "a", "1"}); });
+    Execute("INSERT OR REPLACE INTO keys(name, type) VALUES('', 0);"
+            "INSERT INTO keys(name, type, value) VALUES(char(27) || '[2J', 41, 1);"
+            "INSERT INTO keys(name, type, value) VALUES('b', 41, 1);");
+    ASSERT_TRUE(watch.WaitForOutput("b  int  1\n"));
+    EXPECT_THAT(watch.Output(), testing::MatchesRegex("(a  int  1\n)+b  int  1\n"));
+}
+
+TEST_F(VConfTool, WatchGoesOnWhereAnOldContentIsPutBack) {
+    Run({"set", "a", "1"});
+    Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    const std::filesystem::path store = folder.Path() / "vconf.db";
+    std::filesystem::copy_file(store, folder.Path() / "copy.db");
+    Program watch(With({"watch"}));
+    WaitForWatch(watch, [] { Run({"set", "b", "1"}); });
+    for (int count = 0; count < 5; ++count) {
+        Run({"set", "b", "2"});
+    }
+    Execute("ATTACH '" + (folder.Path() / "copy.db").string() +
+            "' AS old; BEGIN; DELETE FROM main.keys;"
+            "INSERT INTO main.keys SELECT * FROM old.keys; COMMIT");
+    Run({"set", "c", "1"});
+    EXPECT_TRUE(watch.WaitForOutput("c  int  1\n"));
+}
+
+TEST_F(VConfTool, ReturnsFromAChangeWhenItIsOnTheDisk) {
+    Run({"set", "a", "1"});
+    const int syncs = Syncs();
+    EXPECT_GT(syncs, 0);
+    Run({"set", "a", "2"});
+    EXPECT_EQ(Syncs(), syncs + 1);
+    Run({"unset", "a"});
+    EXPECT_EQ(Syncs(), syncs + 2);
+    Run({"list"});
+    EXPECT_EQ(Syncs(), syncs + 2);
+}
+
+TEST_F(VConfTool, TakesANameThatMeansSomethingToTheDatabaseForAFile) {
+    const std::string begin = "cd " + folder.Path().string() + " && VCONF_DATABASE=:memory: ";
+    Program set({"sh", "-c", begin + VCONF_PROGRAM + " set a 1"});
+    EXPECT_EQ(set.Wait(), 0) << set.Errors();
+    Program get({"sh", "-c", begin + VCONF_PROGRAM + " get a"});
+    EXPECT_EQ(get.Wait(), 0) << get.Errors();
+    EXPECT_EQ(get.Output(), "1\n");
+    EXPECT_TRUE(std::filesystem::exists(folder.Path() / ":memory:"));
 }
 
 TEST_F(VConfTool, TellsUsageFromRefusalAndFromATroubledStore) {

@@ -84,6 +84,9 @@ TEST(ValueText, LooksLikeTheNarrowestType) {
 TEST(ValueText, OnALineEscapesWhatWouldLeaveIt) {
     EXPECT_EQ(ValueToLine(String("plain äö")), "\"plain äö\"");
     EXPECT_EQ(ValueToLine(String("a\nb\tc\x1B[2J\x7F\"\\")), R"("a\nb\u0009c\u001b[2J\u007f\"\\")");
+    EXPECT_EQ(ValueToLine(String("\u0080\u009b2J\u009f\u00a0\u00c2")),
+              "\"\\u0080\\u009b2J\\u009f\u00a0\u00c2\"");
+    EXPECT_EQ(ValueToLine(String("\x1f ~")), "\"\\u001f ~\"");
     EXPECT_EQ(ValueToLine(Integer(VCONF_INT, 5)), "5");
 }
 
