@@ -12,6 +12,7 @@
 #include "Dlog.h"
 #include "KeepForEver.h"
 #include "LogCapture.h"
+#include "PrivateMember.h"
 #include "RecordingListener.h"
 #include "VirtualDisplay.h"
 #include "WaitUntil.h"
@@ -31,12 +32,28 @@ using Strings = std::vector<std::string>;
 
 constexpr std::uint8_t REMAPPED = 254;
 
+struct Connection : PrivateMember<Connection, Display * KeyEventProxy::*> {};
+
+} // namespace
+
+template struct ExposeMember<Connection, &KeyEventProxy::x_disp>;
+
+namespace {
+
 // The server lives as long as the process: the proxy does.
 VirtualDisplay& Server() {
     static const int isNamed = setenv("XKEYSYMDB", HEARTHD_KEYSYMS, 1);
     EXPECT_EQ(isNamed, 0);
     static VirtualDisplay server;
     return server;
+}
+
+// Made, with its window: what the server is asked for stands in Xlib's buffer first, and a key that
+// is pressed before it is sent goes nowhere.
+KeyEventProxy& Proxy() {
+    KeyEventProxy& proxy = KeyEventProxy::Get();
+    XSync(proxy.*MemberOf(Connection()), False);
+    return proxy;
 }
 
 // "Up+" for each press and "Up-" for each release.
@@ -62,7 +79,7 @@ protected:
     }
 
     VirtualDisplay& server = Server();
-    KeyEventProxy& proxy = KeyEventProxy::Get();
+    KeyEventProxy& proxy = Proxy();
     Listener one{"one"};
     Listener two{"two"};
     // Of a key that isn't in the table: it can't unsubscribe, so it lives for ever.
@@ -142,7 +159,7 @@ TEST(KeyEventProxyOnServerLife, EndsWithTheProcess) {
     EXPECT_EXIT(
         {
             Server();
-            KeyEventProxy& proxy = KeyEventProxy::Get();
+            KeyEventProxy& proxy = Proxy();
             Listener& listener = KeepForEver<Listener>("listener");
             proxy.Subscribe(&listener, {"Up", "NoSuchKey", "F5"});
             Server().Press("Up");
