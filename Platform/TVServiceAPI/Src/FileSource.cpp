@@ -18,8 +18,8 @@ FileSource::FileSource(const std::string& path) {
     }
     m_isFile = S_ISREG(status.st_mode);
     const int access = S_ISFIFO(status.st_mode) ? O_RDWR : O_RDONLY;
-    m_descriptor =
-        tvservice::Descriptor(open(path.c_str(), access | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    m_descriptor = marrow::base::FileDescriptor(
+        open(path.c_str(), access | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
     if (m_descriptor.Number() < 0) {
         throw std::system_error(errno, std::generic_category(), path);
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Descriptor.h"
+#include "FileDescriptor.h"
 #include "Source.h"
 
 namespace tvservice {
@@ -18,7 +18,7 @@ public:
     int Descriptor() const override { return m_descriptor.Number(); }
 
 private:
-    tvservice::Descriptor m_descriptor;
+    marrow::base::FileDescriptor m_descriptor;
     bool m_isFile = false;
 };
 

@@ -92,7 +92,7 @@ std::size_t RtpHeaderOf(Bytes datagram) {
 
 UdpSource::UdpSource(const std::string& address) {
     const Addresses addresses = Resolve(address);
-    m_descriptor = tvservice::Descriptor(
+    m_descriptor = marrow::base::FileDescriptor(
         socket(addresses->ai_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int number = m_descriptor.Number();
     if (number < 0) {

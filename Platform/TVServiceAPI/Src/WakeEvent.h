@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "Descriptor.h"
+#include "FileDescriptor.h"
 
 namespace tvservice {
 
@@ -18,7 +18,7 @@ public:
     int Number() const { return m_event.Number(); }
 
 private:
-    const Descriptor m_event;
+    const marrow::base::FileDescriptor m_event;
 };
 
 } // namespace tvservice

@@ -19,7 +19,8 @@ Bell::Bell(const std::string& path, const std::string& database)
         }
     } else if (errno == EEXIST) {
         // Not for long would it lack the owner that another process gives it.
-        m_file = FileDescriptor(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
+        m_file =
+            marrow::base::FileDescriptor(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
     }
     if (m_file.Number() < 0) {
         throw std::system_error(errno, std::generic_category(), path);

@@ -18,7 +18,7 @@ public:
     void Ring() const;
 
 private:
-    FileDescriptor m_file;
+    marrow::base::FileDescriptor m_file;
 };
 
 } // namespace vconf

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "StoreError.h"
+
 namespace vconf {
 
 namespace {
@@ -64,6 +66,12 @@ bool IsKeyName(std::string_view name) {
         at += size;
     }
     return true;
+}
+
+void CheckKeyName(std::string_view name) {
+    if (!IsKeyName(name)) {
+        throw KeyError("a malformed key");
+    }
 }
 
 bool IsMemoryKey(std::string_view name) {

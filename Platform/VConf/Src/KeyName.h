@@ -7,6 +7,8 @@ namespace vconf {
 
 /// Whether it is what VConf.h calls a key's name.
 bool IsKeyName(std::string_view name);
+/// Throws KeyError where it isn't.
+void CheckKeyName(std::string_view name);
 
 /// Whether such a key ends with the machine's restart.
 bool IsMemoryKey(std::string_view name);

@@ -35,9 +35,7 @@ constexpr std::chrono::seconds END_LIMIT(2);
 } // namespace
 
 void Notifier::Add(std::string_view key, vconf_callback_t callback, void* user) {
-    if (!IsKeyName(key)) {
-        throw KeyError("a malformed key");
-    }
+    CheckKeyName(key);
     if (callback == nullptr) {
         throw KeyError("no callback");
     }

@@ -54,12 +54,6 @@ const char* NameOf(VConfType type) {
     return "nothing";
 }
 
-void CheckName(std::string_view name) {
-    if (!IsKeyName(name)) {
-        throw KeyError("a malformed key");
-    }
-}
-
 // The value of a row whose type stands in `column` and the value behind it; nothing where they
 // don't go together, as only somebody else can have written.
 std::optional<StoredValue> ValueOf(const Statement& row, int column) {
@@ -188,7 +182,7 @@ void Store::EndMemoryKeys() {
 }
 
 StoredValue Store::Get(std::string_view name) {
-    CheckName(name);
+    CheckKeyName(name);
     if (m_hidesMemoryKeys && IsMemoryKey(name)) {
         m_hidesMemoryKeys = !IsOfThisBoot(); // somebody who may write takes them away
     }
@@ -214,7 +208,7 @@ StoredValue Store::Get(std::string_view name, VConfType type) {
 }
 
 void Store::Set(std::string_view name, VConfType type, const auto& value) {
-    CheckName(name);
+    CheckKeyName(name);
     {
         const Statement::Run run(*m_set);
         m_set->Bind(1, name);
@@ -251,7 +245,7 @@ void Store::SetString(std::string_view name, std::string_view value) {
 }
 
 void Store::Unset(std::string_view name) {
-    CheckName(name);
+    CheckKeyName(name);
     {
         const Statement::Run run(*m_unset);
         m_unset->Bind(1, name);

@@ -40,7 +40,8 @@ StoreWatch::StoreWatch(StorePaths paths)
       m_bell(Checked(inotify_init1(IN_NONBLOCK | IN_CLOEXEC), "inotify")),
       m_files(Checked(inotify_init1(IN_NONBLOCK | IN_CLOEXEC), "inotify")) {}
 
-bool StoreWatch::Watch(const FileDescriptor& events, const std::string& path, unsigned what) const {
+bool StoreWatch::Watch(const marrow::base::FileDescriptor& events, const std::string& path,
+                       unsigned what) const {
     if (inotify_add_watch(events.Number(), path.c_str(), what) >= 0) {
         return true;
     }

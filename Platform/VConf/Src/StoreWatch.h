@@ -34,13 +34,14 @@ public:
     void LookAgain();
 
 private:
-    bool Watch(const FileDescriptor& events, const std::string& path, unsigned what) const;
+    bool Watch(const marrow::base::FileDescriptor& events, const std::string& path,
+               unsigned what) const;
     bool DrainFiles();
 
     const StorePaths m_paths;
-    const FileDescriptor m_wake;
-    const FileDescriptor m_bell;
-    const FileDescriptor m_files;
+    const marrow::base::FileDescriptor m_wake;
+    const marrow::base::FileDescriptor m_bell;
+    const marrow::base::FileDescriptor m_files;
     Clock::time_point m_look = Clock::time_point::max(); // when the files are due
     bool m_isArmed = false; // they have changed: no need to hear of it again until then
 };

@@ -123,9 +123,7 @@ int vconf_unset(const char* key) {
 int vconf_sync_key(const char* key) {
     return Do(__func__, [&] {
         CheckPointers(key, key);
-        if (!vconf::IsKeyName(key)) {
-            throw KeyError("a malformed key");
-        }
+        vconf::CheckKeyName(key);
         SharedStore::Get().Syncing().Use([](Store& store) { store.Sync(); });
     });
 }

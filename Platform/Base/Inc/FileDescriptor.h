@@ -4,7 +4,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace vconf {
+namespace marrow::base {
 
 /// Owns a file descriptor; a negative number is none.
 class FileDescriptor {
@@ -27,4 +27,4 @@ private:
     int m_number;
 };
 
-} // namespace vconf
+} // namespace marrow::base
