@@ -8,9 +8,9 @@
 #include <sstream>
 #include <string>
 
+#include "KeyNames.h"
 #include "Program.h"
 #include "ReadFile.h"
-#include "RemoteKeys.h"
 #include "TemporaryFolder.h"
 
 namespace fs = std::filesystem;
@@ -69,16 +69,21 @@ protected:
     fs::path m_library;
 };
 
+// The keys that programs of this tree ask for, each once.
+std::set<std::string> RemoteKeys() {
+    return {marrow::evt::KEY_NAMES.begin(), marrow::evt::KEY_NAMES.end()};
+}
+
 } // namespace
 
 TEST(KeysymFile, MakesEveryNameKnown) {
     std::string names;
-    for (const char* name : REMOTE_KEYS) {
-        names += std::string(name) + '\n';
+    for (const std::string& name : RemoteKeys()) {
+        names += name + '\n';
     }
     std::istringstream answers(Ask("names", names, UTILX_KEYSYM_FILE));
     std::set<std::string> keysyms;
-    for (const std::string name : REMOTE_KEYS) {
+    for (const std::string& name : RemoteKeys()) {
         std::string asked;
         std::string keysym;
         std::string told;
@@ -111,7 +116,7 @@ TEST(KeysymFile, HasNoNameAndNoKeysymThatXlibHasItself) {
 }
 
 TEST(KeysymFile, HasOnlyNamesOfTheRemoteControl) {
-    const std::set<std::string> known(REMOTE_KEYS.begin(), REMOTE_KEYS.end());
+    const std::set<std::string> known = RemoteKeys();
     for (const auto& [name, keysym] : Entries()) {
         EXPECT_TRUE(known.contains(name)) << name;
     }
