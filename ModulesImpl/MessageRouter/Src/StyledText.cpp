@@ -3,12 +3,14 @@
 
 #include <cstddef>
 
+#include "JsonScalar.h"
 #include "JsonText.h"
 
 namespace marrow::msg {
 
 namespace {
 
+using base::HasComment;
 using base::JsonText;
 
 // A value with each item and member on a line of its own. False where JsonCpp is to write it: a
@@ -20,35 +22,18 @@ public:
     bool Write(const Json::Value& value) { return !HasComment(value) && WritePlain(value, false); }
 
 private:
+    static constexpr auto ESCAPE = JsonText::Escape::NON_ASCII;
+
     // Brackets with something between them begin a line where they are a member's value.
     bool WritePlain(const Json::Value& value, bool isMember) {
         switch (value.type()) {
-        case Json::nullValue:
-            m_text.Add("null");
-            return true;
-        case Json::intValue:
-            m_text.AddInteger(value.asInt64());
-            return true;
-        case Json::uintValue:
-            m_text.AddInteger(value.asUInt64());
-            return true;
-        case Json::realValue:
-            m_text.AddReal(value.asDouble());
-            return true;
-        case Json::stringValue: {
-            const char* begin = nullptr;
-            const char* end = nullptr;
-            return value.getString(&begin, &end) && WriteString(begin, end);
-        }
-        case Json::booleanValue:
-            m_text.Add(value.asBool() ? "true" : "false");
-            return true;
         case Json::arrayValue:
             return WriteArray(value, isMember);
         case Json::objectValue:
             return WriteObject(value, isMember);
+        default:
+            return base::AddScalar<ESCAPE>(m_text, value);
         }
-        return false;
     }
 
     bool WriteArray(const Json::Value& value, bool isMember) {
@@ -85,9 +70,7 @@ private:
         for (auto member = value.begin(); member != end; ++member) {
             BeginItem(isFirst);
             isFirst = false;
-            const char* nameEnd = nullptr;
-            const char* const name = member.memberName(&nameEnd);
-            if (!WriteString(name, nameEnd)) {
+            if (!base::AddMemberName<ESCAPE>(m_text, member)) {
                 return false;
             }
             m_text.Add(" : ");
@@ -97,11 +80,6 @@ private:
         }
         Close('}');
         return true;
-    }
-
-    bool WriteString(const char* begin, const char* end) {
-        return m_text.AddString<JsonText::Escape::NON_ASCII>(
-            {begin, static_cast<std::size_t>(end - begin)});
     }
 
     void Open(char bracket, bool isMember) {
@@ -128,11 +106,6 @@ private:
     void BeginLine() {
         m_text.Add('\n');
         m_text.Add(m_depth, '\t');
-    }
-
-    static bool HasComment(const Json::Value& value) {
-        return value.hasComment(Json::commentBefore) || value.hasComment(Json::commentAfter) ||
-               value.hasComment(Json::commentAfterOnSameLine);
     }
 
     JsonText& m_text;

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "FastReader.h"
+#include "JsonScalar.h"
 #include "JsonText.h"
 #include "WireText.h"
 
@@ -57,40 +58,22 @@ public:
     explicit CompactWriter(JsonText& text) : m_text(text) {}
 
     bool Write(const Json::Value& value) {
-        if (value.hasComment(Json::commentBefore) || value.hasComment(Json::commentAfter) ||
-            value.hasComment(Json::commentAfterOnSameLine)) {
+        if (marrow::base::HasComment(value)) {
             return false;
         }
         switch (value.type()) {
-        case Json::nullValue:
-            m_text.Add("null");
-            return true;
-        case Json::intValue:
-            m_text.AddInteger(value.asInt64());
-            return true;
-        case Json::uintValue:
-            m_text.AddInteger(value.asUInt64());
-            return true;
-        case Json::realValue:
-            m_text.AddReal(value.asDouble());
-            return true;
-        case Json::stringValue: {
-            const char* begin = nullptr;
-            const char* end = nullptr;
-            return value.getString(&begin, &end) && WriteString(begin, end);
-        }
-        case Json::booleanValue:
-            m_text.Add(value.asBool() ? "true" : "false");
-            return true;
         case Json::arrayValue:
             return WriteArray(value);
         case Json::objectValue:
             return WriteObject(value);
+        default:
+            return marrow::base::AddScalar<ESCAPE>(m_text, value);
         }
-        return false;
     }
 
 private:
+    static constexpr auto ESCAPE = JsonText::Escape::CONTROLS;
+
     bool WriteArray(const Json::Value& value) {
         m_text.Add('[');
         Json::ArrayIndex next = 0;
@@ -117,9 +100,7 @@ private:
         for (auto member = value.begin(); member != end; ++member) {
             m_text.Add(before);
             before = ',';
-            const char* nameEnd = nullptr;
-            const char* const name = member.memberName(&nameEnd);
-            if (!WriteString(name, nameEnd)) {
+            if (!marrow::base::AddMemberName<ESCAPE>(m_text, member)) {
                 return false;
             }
             m_text.Add(':');
@@ -129,11 +110,6 @@ private:
         }
         m_text.Add(before == '{' ? "{}" : "}");
         return true;
-    }
-
-    bool WriteString(const char* begin, const char* end) {
-        return m_text.AddString<JsonText::Escape::CONTROLS>(
-            {begin, static_cast<std::size_t>(end - begin)});
     }
 
     JsonText& m_text;
