@@ -106,7 +106,7 @@ TCMessage MessageRouter::Route(const std::string& serviceName, bool /*blocking*/
         return {};
     }
     LOGI("Calling [%s] API with data :\n%s\n", serviceName.c_str(),
-         StyledText(message.payload).c_str());
+         StyledText(message.payload, LogRoom(DLOG_INFO)).c_str());
     return service->CallAPI(message);
 }
 

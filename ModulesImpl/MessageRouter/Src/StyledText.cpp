@@ -17,7 +17,7 @@ using base::JsonText;
 // value carries a comment, or a string is no UTF-8, out of which it makes things of its own.
 class StyledWriter {
 public:
-    explicit StyledWriter(JsonText& text) : m_text(text) {}
+    StyledWriter(JsonText& text, std::size_t enough) : m_text(text), m_enough(enough) {}
 
     bool Write(const Json::Value& value) { return !HasComment(value) && WritePlain(value, false); }
 
@@ -44,7 +44,7 @@ private:
         Open('[', isMember);
         Json::ArrayIndex next = 0;
         const auto end = value.end();
-        for (auto item = value.begin(); item != end; ++item, ++next) {
+        for (auto item = value.begin(); item != end && !HasEnough(); ++item, ++next) {
             // An array may have holes, which are written as null.
             for (const Json::ArrayIndex index = item.index(); next < index; ++next) {
                 BeginItem(next == 0);
@@ -67,7 +67,7 @@ private:
         Open('{', isMember);
         bool isFirst = true;
         const auto end = value.end();
-        for (auto member = value.begin(); member != end; ++member) {
+        for (auto member = value.begin(); member != end && !HasEnough(); ++member) {
             BeginItem(isFirst);
             isFirst = false;
             if (!base::AddMemberName<ESCAPE>(m_text, member)) {
@@ -108,16 +108,19 @@ private:
         m_text.Add(m_depth, '\t');
     }
 
+    bool HasEnough() const { return m_text.Text().size() >= m_enough; }
+
     JsonText& m_text;
+    const std::size_t m_enough;
     std::size_t m_depth = 0;
 };
 
 } // namespace
 
-std::string StyledText(const Json::Value& value) {
+std::string StyledText(const Json::Value& value, std::size_t enough) {
     static thread_local JsonText text;
     text.Clear();
-    if (!StyledWriter(text).Write(value)) {
+    if (!StyledWriter(text, enough).Write(value)) {
         return value.toStyledString();
     }
     text.Add('\n');

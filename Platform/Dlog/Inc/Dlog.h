@@ -12,6 +12,8 @@
 // buffer is full, at the latest 200 ms after the oldest waiting line, at exit, and when a signal
 // ends the process whose action was the default one when the log was first used.
 
+#include <stddef.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -30,6 +32,12 @@ enum DlogPriority {
 /// of the text, 0 for a priority that isn't written, or a negative errno value.
 int __dlog_print(int priority, const char* tag, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
+
+/// How many bytes of a text of this priority are written at the most; 0 where the priority isn't
+/// written. For callers whose text is costly to make. Any thread, and it never changes.
+///
+/// A platform's log may lack it: its address is null then.
+size_t __dlog_room(int priority, const char* tag) __attribute__((weak));
 
 #ifdef __cplusplus
 }

@@ -4,11 +4,14 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <optional>
 #include <poll.h>
 #include <string_view>
 #include <unistd.h>
 
 #include <spdlog/pattern_formatter.h>
+
+#include "PerThread.h"
 
 namespace {
 
@@ -46,6 +49,23 @@ void WriteAll(int descriptor, std::string_view text) noexcept {
 }
 
 } // namespace
+
+// A line as the pattern wants it.
+class BufferedSink::Formatting {
+public:
+    explicit Formatting(const std::string& pattern) : m_formatter(pattern) {}
+
+    /// Valid until the next one.
+    const spdlog::memory_buf_t& Format(const spdlog::details::log_msg& message) {
+        m_line.clear();
+        m_formatter.format(message, m_line);
+        return m_line;
+    }
+
+private:
+    spdlog::pattern_formatter m_formatter;
+    spdlog::memory_buf_t m_line;
+};
 
 class BufferedSink::BufferAccess {
 public:
@@ -86,13 +106,13 @@ BufferedSink::~BufferedSink() {
 }
 
 void BufferedSink::log(const spdlog::details::log_msg& message) {
-    spdlog::memory_buf_t line;
-    Format(message, line);
+    Formatting* const kept = PerThread<Formatting>::Get(m_pattern);
+    std::optional<Formatting> fresh;
+    const spdlog::memory_buf_t& line =
+        (kept != nullptr ? *kept : fresh.emplace(m_pattern)).Format(message);
     const std::scoped_lock lock(m_mutex);
-    bool wasEmpty = false;
     {
         const BufferAccess access(m_bufferBusy);
-        wasEmpty = m_buffer.empty();
         if (m_journalPrefix) {
             AppendWithPrefixes(message.level, line);
         } else {
@@ -102,26 +122,11 @@ void BufferedSink::log(const spdlog::details::log_msg& message) {
             m_writesThrough) {
             WriteOut();
         }
-        wasEmpty = wasEmpty && !m_buffer.empty();
     }
-    if (wasEmpty) {
+    if (m_flusherIsIdle && !m_buffer.empty()) {
+        m_flusherIsIdle = false;
         m_wakeFlusher.notify_one();
     }
-}
-
-// Static destructors log too, when the thread's own objects are gone already.
-void BufferedSink::Format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) {
-    static thread_local bool isGone = false;
-    struct OfThread {
-        spdlog::pattern_formatter formatter;
-        ~OfThread() { isGone = true; }
-    };
-    if (isGone) {
-        spdlog::pattern_formatter(m_pattern).format(message, line);
-        return;
-    }
-    static thread_local OfThread ofThread{spdlog::pattern_formatter(m_pattern)};
-    ofThread.formatter.format(message, line);
 }
 
 void BufferedSink::flush() {
@@ -165,7 +170,9 @@ void BufferedSink::RunFlusher() {
     std::unique_lock lock(m_mutex);
     while (!m_ending) {
         if (m_buffer.empty()) {
+            m_flusherIsIdle = true;
             m_wakeFlusher.wait(lock);
+            m_flusherIsIdle = false;
             continue;
         }
         // A line waits: give it company for a while. Only the end cuts this short.

@@ -47,8 +47,8 @@ private:
     static constexpr std::size_t CAPACITY = 64 * 1024;
 
     class BufferAccess;
+    class Formatting;
 
-    void Format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line);
     void AppendWithPrefixes(spdlog::level::level_enum level, const spdlog::memory_buf_t& text);
     void WriteOut();
     void RunFlusher();
@@ -61,6 +61,7 @@ private:
     // Below: guarded by m_mutex.
     bool m_ending = false;
     bool m_writesThrough = false;
+    bool m_flusherIsIdle = false; // it waits for the buffer's first line, and is woken for it alone
     // Guarded by m_mutex and m_bufferBusy together.
     std::string m_buffer;
     std::atomic<bool> m_bufferBusy{false};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Dlog.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -18,10 +20,11 @@
 #include <spdlog/spdlog.h>
 
 #include "BufferedSink.h"
+#include "PerThread.h"
 
 namespace {
 
-constexpr std::size_t LINE_ON_STACK = 1024;
+constexpr std::size_t USUAL_LINE = 1024;
 constexpr std::size_t LONGEST_TEXT = 64 * 1024;
 constexpr std::string_view CUT_MARK = "... (cut)";
 // Signals whose default action ends the process.
@@ -126,6 +129,37 @@ spdlog::level::level_enum ToLevel(int priority) {
     }
 }
 
+// Where a thread's lines are formatted. It grows to the longest of them, so that a thread which
+// writes long lines formats each one once.
+class LineMemory {
+public:
+    /// The text, cut if it is too long, or nothing where it can't be formatted. `length` gets what
+    /// vsnprintf says of it.
+    std::string_view Format(const char* format, va_list arguments, int& length) {
+        va_list again;
+        va_copy(again, arguments);
+        length = std::vsnprintf(m_memory.data(), Room(), format, arguments);
+        const auto size = static_cast<std::size_t>(std::max(length, 0));
+        if (size >= Room() && Room() <= LONGEST_TEXT) {
+            const std::size_t room = std::max(size + 1, 2 * Room());
+            m_memory.resize(std::min(room, LONGEST_TEXT + 1) + CUT_MARK.size());
+            std::vsnprintf(m_memory.data(), Room(), format, again);
+        }
+        va_end(again);
+        if (size <= LONGEST_TEXT) {
+            return {m_memory.data(), size};
+        }
+        CUT_MARK.copy(m_memory.data() + LONGEST_TEXT, CUT_MARK.size());
+        return {m_memory.data(), LONGEST_TEXT + CUT_MARK.size()};
+    }
+
+private:
+    // There is always room for the mark behind what vsnprintf may use.
+    std::size_t Room() const { return m_memory.size() - CUT_MARK.size(); }
+
+    std::vector<char> m_memory = std::vector<char>(USUAL_LINE + CUT_MARK.size());
+};
+
 void Write(Log& log, spdlog::level::level_enum level, const char* tag, std::string_view text) {
     while (!text.empty() && text.back() == '\n') {
         text.remove_suffix(1);
@@ -137,6 +171,10 @@ void Write(Log& log, spdlog::level::level_enum level, const char* tag, std::stri
 
 } // namespace
 
+size_t __dlog_room(int priority, const char* /*tag*/) {
+    return ToLevel(priority) < Log::Get().level ? 0 : LONGEST_TEXT;
+}
+
 int __dlog_print(int priority, const char* tag, const char* format, ...) {
     Log& log = Log::Get();
     const spdlog::level::level_enum level = ToLevel(priority);
@@ -147,30 +185,17 @@ int __dlog_print(int priority, const char* tag, const char* format, ...) {
         return -EINVAL;
     }
 
-    std::array<char, LINE_ON_STACK> line;
+    LineMemory* const kept = PerThread<LineMemory>::Get();
+    std::optional<LineMemory> fresh;
+    LineMemory& memory = kept != nullptr ? *kept : fresh.emplace();
     va_list arguments;
     va_start(arguments, format);
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(line.data(), line.size(), format, arguments);
+    int length = 0;
+    const std::string_view text = memory.Format(format, arguments, length);
     va_end(arguments);
-
-    const auto size = static_cast<std::size_t>(length);
     if (length < 0) {
-        va_end(again);
         return -EINVAL;
     }
-    if (size < line.size()) {
-        Write(log, level, tag, {line.data(), size});
-    } else {
-        std::string text(std::min(size, LONGEST_TEXT) + 1, '\0');
-        std::vsnprintf(text.data(), text.size(), format, again);
-        text.pop_back();
-        if (size > LONGEST_TEXT) {
-            text.append(CUT_MARK);
-        }
-        Write(log, level, tag, text);
-    }
-    va_end(again);
+    Write(log, level, tag, text);
     return length;
 }

@@ -23,9 +23,9 @@ using marrow::base::MutexLock;
 
 namespace {
 
-// Messages that one TakeOut collects. Enough to share the lock's cost among a burst, few enough
-// that the first one doesn't wait for the last.
-constexpr std::size_t BATCH = 8;
+// Messages that one TakeOut collects in a burst. Enough to share the lock's cost, few enough that
+// the first one doesn't wait for the last.
+constexpr std::size_t LARGEST_BATCH = 8;
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
 constexpr const char* BUS_NAME = "org.freedesktop.DBus";
@@ -208,16 +208,18 @@ int BusConnection::TakeOut(std::vector<Incoming>& out) {
 }
 
 int BusConnection::Process(std::vector<Incoming>& out) {
-    const std::size_t full = out.size() + BATCH;
+    const std::size_t full = out.size() + m_batch;
     m_out = &out;
     int result = 1;
     // Each turn reads, dispatches or writes one message; the bound keeps sending threads from
     // waiting on a busy connection.
-    for (std::size_t turn = 0; result > 0 && out.size() < full && turn < 4 * BATCH; ++turn) {
+    for (std::size_t turn = 0; result > 0 && out.size() < full && turn < 4 * LARGEST_BATCH; ++turn) {
         result = sd_bus_process(m_bus, nullptr);
         WriteReplies();
     }
     m_out = nullptr;
+    // A message that comes alone is acted on before the bus is asked for a next one.
+    m_batch = result == 0 ? 1 : std::min(2 * m_batch, LARGEST_BATCH);
     if (result == 0) {
         m_pollDescriptor = sd_bus_get_fd(m_bus);
         const int events = sd_bus_get_events(m_bus);

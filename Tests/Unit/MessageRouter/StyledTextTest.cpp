@@ -124,6 +124,26 @@ TEST_P(StyledRandomValues, OfScalarsAreWhatTheJsonLibraryRenders) {
     }
 }
 
+TEST_P(StyledRandomValues, BeginAsTheJsonLibraryRendersThemWhereAHeadIsEnough) {
+    std::mt19937 random(60 + GetParam());
+    for (int i = 0; i < 3000; ++i) {
+        const Json::Value value = Random(random, 3);
+        const std::string whole = value.toStyledString();
+        const std::size_t enough = random() % (whole.size() + 2);
+        const std::string head = StyledText(value, enough);
+        ASSERT_EQ(head.substr(0, enough), whole.substr(0, enough)) << i;
+    }
+}
+
+TEST(StyledText, EndsSoonBehindWhatIsEnough) {
+    Json::Value value;
+    for (int i = 0; i < 1000; ++i) {
+        value["list"].append(i);
+    }
+    EXPECT_LT(StyledText(value, 100).size(), 150U);
+    EXPECT_LT(StyledText(value, 0).size(), 10U);
+}
+
 TEST(StyledText, PutsEachItemAndMemberOnALineOfItsOwn) {
     Json::Value value;
     value["list"].append(1);

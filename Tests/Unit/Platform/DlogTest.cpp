@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <poll.h>
+#include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -140,6 +141,45 @@ TEST(Dlog, WritesLongTextsAndCutsThoseThatAreTooLong) {
     EXPECT_NE(text.find(std::string(60000, 'a') + "|\n"), std::string::npos);
     EXPECT_NE(text.find(std::string(65536, 'b') + "... (cut)\n"), std::string::npos);
     EXPECT_TRUE(text.ends_with("last\n"));
+}
+
+TEST(Dlog, WritesTextsAroundItsLimitsWhateverCameBefore) {
+    const std::vector<std::size_t> sizes = {1022,  1023,  1024,  1025,  65500, 65535, 65536,
+                                            65537, 65545, 65546, 65536, 100,   70000, 1024};
+    const std::string text = LogOf([&] {
+        for (const std::size_t size : sizes) {
+            const int length = __dlog_print(DLOG_INFO, "TAG", "%s", std::string(size, 'a').c_str());
+            __dlog_print(DLOG_INFO, "TAG", "%d", length);
+        }
+    });
+    std::istringstream lines(text);
+    const auto next = [&lines] {
+        std::string line;
+        std::getline(lines, line);
+        return line.substr(line.find("] ") + 2);
+    };
+    for (const std::size_t size : sizes) {
+        const std::string expected =
+            size <= 65536 ? std::string(size, 'a') : std::string(65536, 'a') + "... (cut)";
+        EXPECT_TRUE(next() == expected) << size;
+        EXPECT_EQ(next(), std::to_string(size));
+    }
+}
+
+TEST(Dlog, TellsHowMuchOfATextItWrites) {
+    setenv("DLOG_LEVEL", "warn", 1);
+    const std::string text = LogOf([] {
+        const std::size_t room = __dlog_room(DLOG_WARN, "TAG");
+        __dlog_print(DLOG_WARN, "TAG", "%s", std::string(room, 'a').c_str());
+        __dlog_print(DLOG_WARN, "TAG", "%s", std::string(room + 1, 'b').c_str());
+        __dlog_print(DLOG_ERROR, "TAG", "room %zu", __dlog_room(DLOG_ERROR, "TAG") - room);
+        __dlog_print(DLOG_ERROR, "TAG", "of info %zu", __dlog_room(DLOG_INFO, "TAG"));
+    });
+    unsetenv("DLOG_LEVEL");
+    EXPECT_NE(text.find("a\n"), std::string::npos);
+    EXPECT_NE(text.find("b... (cut)\n"), std::string::npos);
+    EXPECT_NE(text.find("] room 0\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("] of info 0\n"), std::string::npos) << text;
 }
 
 TEST(Dlog, KeepsTheLinesOfManyThreadsWhole) {
