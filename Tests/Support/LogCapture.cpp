@@ -6,17 +6,21 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <mutex>
 
 #include "Dlog.h"
 
 namespace {
 
+constexpr std::size_t EVERYTHING = std::numeric_limits<std::size_t>::max();
+
 // Never destroyed: threads of the code under test may log at exit.
 struct Captured {
     std::mutex mutex;
     std::condition_variable added;
     std::vector<LogCapture::Line> lines;
+    std::size_t room = EVERYTHING;
 
     static Captured& Get() {
         static auto* const captured = new Captured;
@@ -43,6 +47,13 @@ void LogCapture::Clear() {
     Captured& captured = Captured::Get();
     const std::scoped_lock lock(captured.mutex);
     captured.lines.clear();
+    captured.room = EVERYTHING;
+}
+
+void LogCapture::SetRoom(std::size_t room) {
+    Captured& captured = Captured::Get();
+    const std::scoped_lock lock(captured.mutex);
+    captured.room = room;
 }
 
 int LogCapture::Count(int priority, std::string_view text) {
@@ -64,7 +75,13 @@ bool LogCapture::WaitFor(int priority, std::string_view text, int count,
     });
 }
 
-// In the place of the log library's.
+// In the place of the log library's, both.
+extern "C" std::size_t __dlog_room(int /*priority*/, const char* /*tag*/) {
+    Captured& captured = Captured::Get();
+    const std::scoped_lock lock(captured.mutex);
+    return captured.room;
+}
+
 extern "C" int __dlog_print(int priority, const char* tag, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);

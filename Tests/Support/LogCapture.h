@@ -2,12 +2,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// What the code under test has logged. Linking LogCapture.cpp puts a __dlog_print of its own in
-/// the place of the log library's, for the whole test process. Any thread.
+/// What the code under test has logged. Linking LogCapture.cpp puts functions of its own in the
+/// place of the log library's, for the whole test process. Any thread.
 class LogCapture {
 public:
     struct Line {
@@ -17,7 +18,11 @@ public:
     };
 
     static std::vector<Line> Lines();
+    /// Forgets the lines, and what SetRoom was told.
     static void Clear();
+    /// What the log says of how much it writes of a text; everything unless set. The lines are
+    /// kept whole all the same.
+    static void SetRoom(std::size_t room);
 
     /// How many lines of this priority have exactly this text.
     static int Count(int priority, std::string_view text);

@@ -26,6 +26,7 @@ namespace {
 // Messages that one TakeOut collects in a burst. Enough to share the lock's cost, few enough that
 // the first one doesn't wait for the last.
 constexpr std::size_t LARGEST_BATCH = 8;
+constexpr std::size_t MOST_TURNS = 4 * LARGEST_BATCH;
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
 constexpr const char* BUS_NAME = "org.freedesktop.DBus";
@@ -213,7 +214,7 @@ int BusConnection::Process(std::vector<Incoming>& out) {
     int result = 1;
     // Each turn reads, dispatches or writes one message; the bound keeps sending threads from
     // waiting on a busy connection.
-    for (std::size_t turn = 0; result > 0 && out.size() < full && turn < 4 * LARGEST_BATCH; ++turn) {
+    for (std::size_t turn = 0; result > 0 && out.size() < full && turn < MOST_TURNS; ++turn) {
         result = sd_bus_process(m_bus, nullptr);
         WriteReplies();
     }

@@ -167,6 +167,15 @@ TEST_F(MessageRouterTest, AnswersACallWithWhatTheServiceReturns) {
         LogCapture::Count(DLOG_INFO, "Calling [probe] API with data :\n{\n\t\"a\" : 1\n}\n\n"), 1);
 }
 
+TEST_F(MessageRouterTest, RendersNoMoreOfAPayloadThanTheLogWrites) {
+    for (int i = 0; i < 1000; ++i) {
+        message.payload["list"].append(i);
+    }
+    LogCapture::SetRoom(0);
+    router.IfMessageReceived("sender", &message, &reply, nullptr);
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, "Calling [probe] API with data :\n{\n}\n\n"), 1);
+}
+
 TEST_F(MessageRouterTest, MarksAnEmptyAnswerAsAFailedDelivery) {
     Json::Value failed;
     failed["return_error"] = "Delivery failed";
