@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Job.h"
+#include "Measuring.h"
 #include "SubscriptionManagerImpl.h"
 #include "TVSEvent.h"
 #include "Worker.h"
@@ -113,11 +114,6 @@ double Functions() {
             [pointer = &args, args] { pointer->data = args.data; });
     }
     return NanosecondsPer(Clock::now() - begin, DELIVERIES);
-}
-
-double MedianOf(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 } // namespace

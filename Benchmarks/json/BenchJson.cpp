@@ -7,16 +7,16 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <json/json.h>
 
 #include "JsonCodec.h"
+#include "LibraryJson.h"
+#include "Measuring.h"
 #include "Payload.h"
 #include "StyledText.h"
 
@@ -36,13 +36,6 @@ extern "C" void* malloc(std::size_t size) {
 
 namespace {
 
-// The thread's own time: what else the machine does has no part in it.
-double ProcessorMicroseconds() {
-    std::timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
-}
-
 [[noreturn]] void Fail(const char* what) {
     std::fprintf(stderr, "bench-json: %s\n", what);
     std::exit(1);
@@ -58,40 +51,18 @@ Json::Value DecodeOurs(const std::string& text) {
 }
 
 Json::Value DecodeTheirs(const std::string& text) {
-    static const std::unique_ptr<Json::CharReader> reader = [] {
-        Json::CharReaderBuilder builder;
-        Json::CharReaderBuilder::strictMode(&builder.settings_);
-        return std::unique_ptr<Json::CharReader>(builder.newCharReader());
-    }();
     Json::Value value;
     std::string error;
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, &error)) {
+    if (!DecodeByLibrary(text, value, error)) {
         Fail(error.c_str());
     }
     return value;
 }
 
-std::string WriteTheirs(Json::StreamWriter& writer, const Json::Value& value) {
-    static std::ostringstream stream;
-    stream.str({});
-    writer.write(value, &stream);
-    return std::move(stream).str();
-}
-
-std::string EncodeTheirs(const Json::Value& value) {
-    static const std::unique_ptr<Json::StreamWriter> writer = [] {
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
-        builder["emitUTF8"] = true;
-        return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
-    }();
-    return WriteTheirs(*writer, value);
-}
-
 std::string StyleTheirs(const Json::Value& value) {
     static const std::unique_ptr<Json::StreamWriter> writer(
         Json::StreamWriterBuilder().newStreamWriter());
-    return WriteTheirs(*writer, value) + '\n';
+    return WriteByLibrary(*writer, value) + '\n';
 }
 
 // One way to do one thing.
@@ -112,24 +83,19 @@ std::size_t g_sum = 0;
 void Measure(Way& way, unsigned count) {
     g_sum += way.once();
     const long allocationsBefore = g_allocations;
-    const double begin = ProcessorMicroseconds();
+    const double begin = ProcessorNanoseconds();
     for (unsigned i = 0; i < count; ++i) {
         g_sum += way.once();
     }
-    const double taken = ProcessorMicroseconds() - begin;
+    const double taken = ProcessorNanoseconds() - begin;
     way.allocations = (g_allocations - allocationsBefore) / count;
-    way.microseconds.push_back(taken / count);
-}
-
-double MedianOf(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    way.microseconds.push_back(taken / 1e3 / count);
 }
 
 void Run(std::size_t size, unsigned rounds) {
     const std::string text = MakePayload(size);
     const Json::Value value = DecodeOurs(text);
-    if (value != DecodeTheirs(text) || EncodeTheirs(value) != Quill::JsonCodec::Encode(value) ||
+    if (value != DecodeTheirs(text) || EncodeByLibrary(value) != Quill::JsonCodec::Encode(value) ||
         StyleTheirs(value) != marrow::msg::StyledText(value)) {
         Fail("the two disagree");
     }
@@ -139,7 +105,7 @@ void Run(std::size_t size, unsigned rounds) {
                      {[&] { return std::size_t{DecodeTheirs(text).size()}; }, {}, 0}});
     duels.push_back({"encode",
                      {[&] { return Quill::JsonCodec::Encode(value).size(); }, {}, 0},
-                     {[&] { return EncodeTheirs(value).size(); }, {}, 0}});
+                     {[&] { return EncodeByLibrary(value).size(); }, {}, 0}});
     duels.push_back({"styled",
                      {[&] { return marrow::msg::StyledText(value).size(); }, {}, 0},
                      {[&] { return StyleTheirs(value).size(); }, {}, 0}});

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Starts a program and tells, in one line, how long it took and what it needs then. run-benchmark
-// drives it.
+// Starts a program and tells, in one line, how long it took and what it needs then; or which
+// process on the bus is the daemon. Scripts drive it.
 //
 //     bench-scale daemon FIRST LAST IDLE COMMAND...   until the first answer of the service FIRST
 //                                                     and of LAST, in ms; resident KiB; threads;
 //                                                     percent of a processor in IDLE seconds
 //     bench-scale open COMMAND...                     until it has said "open PID", in ms;
 //                                                     resident KiB; threads
+//     bench-scale pid                                 the daemon's process id
 
 #include <chrono>
 #include <csignal>
@@ -201,9 +202,12 @@ int main(int count, char** words) {
         MeasureDaemon(words[2], words[3], std::atoi(words[4]), words + 5);
     } else if (count > 2 && std::strcmp(words[1], "open") == 0) {
         MeasureOpen(words + 2);
+    } else if (count == 2 && std::strcmp(words[1], "pid") == 0) {
+        std::printf("%d\n", Bus().RouterPid());
     } else {
         std::fprintf(stderr, "usage: bench-scale daemon FIRST LAST IDLE COMMAND...\n"
-                             "       bench-scale open COMMAND...\n");
+                             "       bench-scale open COMMAND...\n"
+                             "       bench-scale pid\n");
         return 2;
     }
 }

@@ -3,11 +3,12 @@
 
 // Static probes (USDT, as sys/sdt.h has them): one instruction that does nothing, where a tracer
 // such as bpftrace may hook in while the program runs. Tools/trace has scripts for them, and
-// Docs/performance.md the list. Arguments are pointers and numbers that are at hand anyway.
+// Docs/performance.md the list. Arguments are pointers and numbers that are at hand anyway. The
+// build leaves them out with -DHEARTHD_PROBES=OFF, and where there is no sys/sdt.h.
 //
 //     HEARTHD_PROBE(quill, message_in, id, subject, sender);
 
-#if __has_include(<sys/sdt.h>)
+#if !defined(HEARTHD_NO_PROBES) && __has_include(<sys/sdt.h>)
 #define SDT_USE_VARIADIC // STAP_PROBEV
 #include <sys/sdt.h>
 #define HEARTHD_PROBE(provider, name, ...) STAP_PROBEV(provider, name __VA_OPT__(, ) __VA_ARGS__)
