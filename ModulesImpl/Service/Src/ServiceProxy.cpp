@@ -6,6 +6,8 @@
 
 #include "ServiceProxy.h"
 
+#include <utility>
+
 #include "HandOverLimit.h"
 #include "IMessageHandler.h"
 #include "ModuleAccessor.h"
@@ -35,7 +37,7 @@ TCMessage ServiceProxy::CallAPI(const TCMessage& message) {
         return m_reply;
     }
     g_mutex_lock(&m_handOverMutex);
-    Job* job = new Job([this, message] { _callAPI(message); });
+    Job* job = new Job([this, own = message]() mutable { _callAPI(std::move(own)); });
     worker->Do(job);
     const bool signalled =
         g_cond_wait_until(&m_handOverCondition, &m_handOverMutex, HandOverDeadline()) != FALSE;
@@ -57,7 +59,8 @@ void ServiceProxy::SendNotification(const TCMessage& message) {
         handler->SendNotification(message);
         return;
     }
-    Job* job = new Job([handler, message] { handler->SendNotification(message); });
+    Job* job =
+        new Job([handler, own = message]() mutable { handler->SendNotification(std::move(own)); });
     worker->Do(job);
 }
 
