@@ -29,8 +29,12 @@ if(HEARTHD_SANITIZE)
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     add_link_options(${HEARTHD_SANITIZE_FLAGS})
 endif()
-# What every program of a sanitizer's build carries.
+# What every program of a build for tests carries.
 add_library(sanitizer_support INTERFACE)
+if(HEARTHD_COVERAGE)
+    target_sources(sanitizer_support INTERFACE
+        ${PROJECT_SOURCE_DIR}/Tests/Support/CoverageCounts.cpp)
+endif()
 if(HEARTHD_SANITIZE)
     target_sources(sanitizer_support INTERFACE
         ${PROJECT_SOURCE_DIR}/Tests/Support/SanitizerDefaults.cpp)

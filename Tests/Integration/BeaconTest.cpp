@@ -16,10 +16,12 @@
 #include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
+#include "TemporaryFolder.h"
 #include "WaitUntil.h"
 
 namespace {
@@ -167,6 +169,23 @@ TEST_F(BeaconDevice, ComesBackAfterItsServerHasDied) {
     EXPECT_THAT(beacon->WaitForDump(), HasSubstr("1)again\n"));
 }
 
+TEST_F(BeaconDevice, MayBeEmptiedLikeAFileAndStaysAsItIs) {
+    EXPECT_EQ(truncate(path.c_str(), 0), 0);
+    EXPECT_EQ(chmod(path.c_str(), 0666), 0);
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(Opened(path).Write("1)x"), 0);
+}
+
+TEST_F(BeaconDevice, EndsItsServerWhenItIsUnmounted) {
+    EXPECT_EQ(Opened(path).Write("1)x"), 0);
+    EXPECT_EQ(Program({"fusermount3", "-u", path}).Wait(), 0);
+    EXPECT_EQ(beacon->WaitForEnd(), 0);
+    EXPECT_THAT(beacon->Log(), HasSubstr(path + " has been unmounted"));
+    EXPECT_THAT(beacon->WaitForDump(), HasSubstr("1)x\n"));
+}
+
 TEST_F(BeaconDevice, ServesEightThreadsAtOnce) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
@@ -196,6 +215,34 @@ TEST(Beacon, SaysWhatIsWrongWithItsDevice) {
     Beacon beacon("/nowhere/device", fs::temp_directory_path() / "hearthd-beacon-none");
     EXPECT_THAT(beacon.Trouble(), HasSubstr("/nowhere/device: No such file or directory"));
     fs::remove_all(fs::temp_directory_path() / "hearthd-beacon-none");
+}
+
+TEST(Beacon, RefusesAFolderAsItsDevice) {
+    const TemporaryFolder folder;
+    Beacon beacon(folder.Path(), folder.Path() / "dumps");
+    EXPECT_EQ(beacon.WaitForEnd(), 1);
+    EXPECT_THAT(beacon.Log(), HasSubstr(folder.Path().string() + " is no regular file"));
+}
+
+TEST(Beacon, SaysHowItIsUsed) {
+    const TemporaryFolder folder;
+    for (const std::vector<std::string>& wrong :
+         std::vector<std::vector<std::string>>{{"--keep", "0"},
+                                               {"--keep", "5x"},
+                                               {"--keep", ""},
+                                               {"--keep", "99999999999999999999999"},
+                                               {"--keep"},
+                                               {"--pace", "fast"}}) {
+        // Nothing of the machine's own, should it be taken.
+        std::vector<std::string> words{
+            HEARTHD_STAGE "/usr/apps/org.norvane.hearthd/bin/hang-beacon", "--device",
+            "/nowhere/device", "--folder", folder.Path() / "dumps"};
+        words.insert(words.end(), wrong.begin(), wrong.end());
+        Program beacon(words);
+        EXPECT_EQ(beacon.Wait(), 2) << wrong.back();
+        EXPECT_EQ(beacon.Errors(),
+                  "usage: hang-beacon [--device FILE] [--folder FOLDER] [--keep COUNT]\n");
+    }
 }
 
 } // namespace

@@ -34,6 +34,8 @@ public:
 
     void Kill() { m_program.Signal(9); }
     int End();
+    /// Its exit status, once it has ended by itself.
+    int WaitForEnd() { return m_program.Wait(); }
 
 private:
     const std::string m_folder;

@@ -34,6 +34,11 @@ struct Arguments {
     std::size_t keep = 50;
 };
 
+bool ReadCount(std::string_view text, std::size_t& count) {
+    const auto [end, error] = std::from_chars(text.begin(), text.end(), count);
+    return error == std::errc() && end == text.end() && count > 0;
+}
+
 bool ReadArguments(int count, char** words, Arguments& arguments) {
     for (int i = 1; i + 1 < count; i += 2) {
         const std::string_view name = words[i];
@@ -42,9 +47,7 @@ bool ReadArguments(int count, char** words, Arguments& arguments) {
             arguments.device = value;
         } else if (name == "--folder") {
             arguments.folder = value;
-        } else if (name != "--keep" ||
-                   std::from_chars(value.begin(), value.end(), arguments.keep).ptr != value.end() ||
-                   arguments.keep == 0) {
+        } else if (name != "--keep" || !ReadCount(value, arguments.keep)) {
             return false;
         }
     }

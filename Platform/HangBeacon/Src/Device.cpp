@@ -50,7 +50,7 @@ struct Device::Operations {
         fuse_reply_attr(request, &attributes, FOR_EVER);
     }
 
-    // Comes with O_TRUNC; there is nothing to change.
+    // Somebody truncates it, say: there is nothing to change.
     static void SetAttributes(fuse_req_t request, fuse_ino_t node, struct stat* /*attributes*/,
                               int /*which*/, fuse_file_info* file) {
         GetAttributes(request, node, file);
@@ -142,13 +142,13 @@ int Device::Descriptor() const {
 bool Device::Serve() {
     fuse_buf buffer{};
     const int size = fuse_session_receive_buf(m_session.get(), &buffer);
-    if (size == -EINTR || size == -EAGAIN) {
-        return true;
-    }
     if (size > 0) {
         fuse_session_process_buf(m_session.get(), &buffer);
     }
     free(buffer.mem);
+    if (size == -EINTR || size == -EAGAIN) {
+        return true;
+    }
     return size > 0 && fuse_session_exited(m_session.get()) == 0;
 }
 

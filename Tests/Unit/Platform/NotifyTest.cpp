@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
 
 #include "HangBeacon.h"
 #include "NotifySocket.h"
@@ -42,6 +47,27 @@ TEST(ProcStat, MakesTheProcessOneThatGoesLastOrSaysWhyNot) {
         EXPECT_TRUE(result == -EACCES || result == -EPERM) << result;
         EXPECT_NE(score, -900);
     }
+}
+
+// Privileges are a thread's own.
+void GiveUpResourceLimits() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> privileges{};
+    ASSERT_EQ(syscall(SYS_capget, &header, privileges.data()), 0);
+    privileges[0].effective &= ~(1U << CAP_SYS_RESOURCE);
+    ASSERT_EQ(syscall(SYS_capset, &header, privileges.data()), 0);
+}
+
+TEST(ProcStat, LeavesAProcessWithoutThePrivilegeAsItIs) {
+    int before = 0;
+    std::ifstream("/proc/self/oom_score_adj") >> before;
+    std::thread([] {
+        GiveUpResourceLimits();
+        EXPECT_EQ(proc_stat_set_vip_process(), -EACCES);
+    }).join();
+    int after = -1;
+    std::ifstream("/proc/self/oom_score_adj") >> after;
+    EXPECT_EQ(after, before);
 }
 
 } // namespace

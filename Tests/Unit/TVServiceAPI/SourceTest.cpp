@@ -60,17 +60,44 @@ std::uint16_t FreePort() {
     return ntohs(address.sin_port);
 }
 
+// A host's number, of either family, and a port.
+class Target {
+public:
+    Target(const char* host, std::uint16_t port) {
+        auto& ipv4 = reinterpret_cast<sockaddr_in&>(m_address);
+        auto& ipv6 = reinterpret_cast<sockaddr_in6&>(m_address);
+        if (inet_pton(AF_INET, host, &ipv4.sin_addr) == 1) {
+            ipv4.sin_family = AF_INET;
+            ipv4.sin_port = htons(port);
+            m_size = sizeof(ipv4);
+        } else if (inet_pton(AF_INET6, host, &ipv6.sin6_addr) == 1) {
+            ipv6.sin6_family = AF_INET6;
+            ipv6.sin6_port = htons(port);
+            m_size = sizeof(ipv6);
+        }
+    }
+    int Socket() const { return socket(m_address.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
+    bool CanBeBound() const {
+        const int number = Socket();
+        const bool isBound =
+            bind(number, reinterpret_cast<const sockaddr*>(&m_address), m_size) == 0;
+        close(number);
+        return isBound;
+    }
+    void Send(int number, const Bytes& datagram) const {
+        sendto(number, datagram.data(), datagram.size(), 0,
+               reinterpret_cast<const sockaddr*>(&m_address), m_size);
+    }
+
+private:
+    sockaddr_storage m_address{};
+    socklen_t m_size = 0;
+};
+
 // Sends the stream until `isEnough`, with `header` ahead of each datagram's packets.
-void Send(const Bytes& stream, const char* host, std::uint16_t port, const Bytes& header,
+void Send(const Bytes& stream, const Target& target, const Bytes& header,
           const std::function<bool()>& isEnough) {
-    const int number = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    in_addr loopback{};
-    loopback.s_addr = htonl(INADDR_LOOPBACK);
-    setsockopt(number, IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof(loopback));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    ASSERT_EQ(inet_pton(AF_INET, host, &address.sin_addr), 1);
+    const int number = target.Socket();
     const auto deadline = std::chrono::steady_clock::now() + 30s;
     while (!isEnough() && std::chrono::steady_clock::now() < deadline) {
         for (std::size_t at = 0; at < stream.size();) {
@@ -79,8 +106,7 @@ void Send(const Bytes& stream, const char* host, std::uint16_t port, const Bytes
             Bytes datagram = header;
             datagram.insert(datagram.end(), stream.begin() + static_cast<std::ptrdiff_t>(at),
                             stream.begin() + static_cast<std::ptrdiff_t>(at + size));
-            sendto(number, datagram.data(), datagram.size(), 0,
-                   reinterpret_cast<sockaddr*>(&address), sizeof(address));
+            target.Send(number, datagram);
             at += size;
             usleep(50);
         }
@@ -91,7 +117,18 @@ void Send(const Bytes& stream, const char* host, std::uint16_t port, const Bytes
 TEST_F(SourceTest, IsAnAddressOfThisMachine) {
     const std::uint16_t port = FreePort();
     WaitForSource("udp://127.0.0.1:" + std::to_string(port));
-    Send(stream, "127.0.0.1", port, {}, [&] { return signals.Now().size() > 4; });
+    Send(stream, Target("127.0.0.1", port), {}, [&] { return signals.Now().size() > 4; });
+    WaitForTimes(3);
+}
+
+TEST_F(SourceTest, IsAnAddressOfThisMachineInIPv6) {
+    const std::uint16_t port = FreePort();
+    const Target target("::1", port);
+    if (!target.CanBeBound()) {
+        GTEST_SKIP() << "this machine has no IPv6";
+    }
+    WaitForSource("udp://[::1]:" + std::to_string(port));
+    Send(stream, target, {}, [&] { return signals.Now().size() > 4; });
     WaitForTimes(3);
 }
 
@@ -101,7 +138,28 @@ TEST_F(SourceTest, IsADatagramBehindAnRtpHeader) {
     // With one contributing source and an extension of one word.
     Bytes header{0x91, 33,   0,    1,    0, 0, 0, 0, 0,    0,    0,    1,
                  0x47, 0x47, 0x47, 0x47, 0, 0, 0, 1, 0x47, 0x47, 0x47, 0x47};
-    Send(stream, "127.0.0.1", port, header, [&] { return signals.Now().size() > 4; });
+    Send(stream, Target("127.0.0.1", port), header, [&] { return signals.Now().size() > 4; });
+    WaitForTimes(3);
+}
+
+TEST_F(SourceTest, GoesOnBehindDatagramsThatAreNothingButHeader) {
+    const std::uint16_t port = FreePort();
+    const Target target("127.0.0.1", port);
+    WaitForSource("udp://127.0.0.1:" + std::to_string(port));
+    const Bytes header{0x80, 33, 0, 1, 0, 0, 0, 0, 0, 0, 0, 1};
+    Bytes withSources = header;
+    withSources[0] = 0x8F; // fifteen of them, which aren't there
+    Bytes withExtension = header;
+    withExtension[0] = 0x90;
+    Bytes withLongExtension = withExtension;
+    withLongExtension.insert(withLongExtension.end(), {0, 0, 0xFF, 0xFF});
+    const int number = target.Socket();
+    for (const Bytes& datagram :
+         {Bytes(), Bytes{0x80}, header, withSources, withExtension, withLongExtension}) {
+        target.Send(number, datagram);
+    }
+    close(number);
+    Send(stream, target, header, [&] { return signals.Now().size() > 4; });
     WaitForTimes(3);
 }
 
@@ -159,10 +217,16 @@ TEST_F(SourceTest, IsLookedForUntilItIsThere) {
 }
 
 TEST_F(SourceTest, IsToldInTheLogWhereItCannotBe) {
+    const std::string socketFile = (Folder() / "socket").string();
+    ASSERT_EQ(mknod(socketFile.c_str(), S_IFSOCK | 0600, 0), 0);
     for (const auto& [address, words] : std::map<std::string, std::string>{
              {Folder().string(), Folder().string() + ": Is a directory"},
+             {socketFile, socketFile + ": No such device or address"},
+             {"/proc/self/mem", "reading the stream: Input/output error"},
              {"/dev/null", "/dev/null: No data available"},
              {"udp://127.0.0.1", "udp://127.0.0.1 has no port"},
+             {"udp://127.0.0.1:", "udp://127.0.0.1: has no port"},
+             {"udp://[::1:5", "udp://[::1:5: Name or service not known"},
              {"udp://host.invalid:5", "udp://host.invalid:5: Name or service not known"},
              {"udp://192.0.2.1:5000", "udp://192.0.2.1:5000: bind: Cannot assign requested "
                                       "address"}}) {

@@ -64,6 +64,7 @@ TEST(Tables, AreNoneOfSectionsOfOtherTables) {
     EXPECT_FALSE(tvservice::DecodePat({Bytes{0x00, 0x30}}));
     EXPECT_FALSE(tvservice::DecodePmt({Make(0x00, 1, {0xE1, 0x00, 0xF0, 0x00})}));
     EXPECT_FALSE(tvservice::DecodeSdt({Make(0x46, 1, {0, 1, 0xFF})}));
+    EXPECT_FALSE(tvservice::DecodeEit(Section(Bytes{0x4E, 0x30, 0x01, 0x00})));
 }
 
 // --- PMT ---

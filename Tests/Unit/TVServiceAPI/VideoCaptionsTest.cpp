@@ -279,6 +279,17 @@ TEST_F(H264Captions, EndWithAMessageThatIsLongerThanItsUnit) {
     EXPECT_THAT(shown, ElementsAre(Pair(1, NO_TIME)));
 }
 
+TEST_F(H264Captions, EndWithANumberThatNeverEnds) {
+    for (const Bytes& endless : {Bytes{0xFF, 0xFF, 0xFF}, Bytes{4, 0xFF, 0xFF}}) {
+        shown.clear();
+        Begin(H264);
+        PushPes(DELIMITER + streammaker::NalUnit(0x06, T35(UserDataOf(1)) + endless) + FIRST_SLICE +
+                DELIMITER + Sei(2) + FIRST_SLICE);
+        captions->Flush();
+        EXPECT_THAT(shown, ElementsAre(Pair(1, NO_TIME), Pair(2, NO_TIME)));
+    }
+}
+
 TEST_F(H264Captions, AreFoundWhereverThePacketsAreCut) {
     const Bytes pes = PesOf(
         DELIMITER + PARAMETERS + Sei(1) + FIRST_SLICE + DELIMITER + Sei(2) + FIRST_SLICE, 500);

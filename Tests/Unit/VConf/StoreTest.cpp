@@ -118,6 +118,16 @@ TEST(StoreDefaults, KnowThisStartOfTheMachine) {
     EXPECT_EQ(vconf::BootId(), vconf::BootId());
 }
 
+TEST(StoreDefaults, KnowWhereTheDatabaseIs) {
+    unsetenv("VCONF_DATABASE");
+    EXPECT_EQ(vconf::DatabasePath(), "/var/lib/vconf/vconf.db");
+    setenv("VCONF_DATABASE", "", 1);
+    EXPECT_EQ(vconf::DatabasePath(), "/var/lib/vconf/vconf.db");
+    setenv("VCONF_DATABASE", "here.db", 1);
+    EXPECT_EQ(vconf::DatabasePath(), std::filesystem::current_path() / "here.db");
+    unsetenv("VCONF_DATABASE");
+}
+
 TEST_F(StoreTest, AListHasTypesAndValuesInTheOrderOfNames) {
     Store store = Open();
     store.SetBool("db/b/flag", 3);

@@ -13,6 +13,7 @@
 #include "StoreDefaults.h"
 #include "StorePeer.h"
 #include "VConfFixture.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -54,6 +55,33 @@ TEST_F(TroubleTest, CallbacksGoOnWhenAStoreThatCouldntBeOpenedIsBack) {
     RemoveFiles();
     std::ofstream(Database()) << std::string(5000, 'x');
     EXPECT_EQ(vconf_notify_key_changed("db/b", ChangeList::Add, &list), -1);
+    RemoveFiles();
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    EXPECT_TRUE(list.WaitForLast("db/a=1"));
+}
+
+TEST_F(TroubleTest, CallbacksGoOnWhereTheirOwnThreadHasMetAStoreThatCantBeOpened) {
+    auto& list = Keep<ChangeList>();
+    ASSERT_EQ(Watch("db/a", list), 0);
+    RemoveFiles();
+    std::ofstream(Database()) << std::string(5000, 'x');
+    ASSERT_TRUE(WaitUntil([] { return CountErrors("can't open " + Database()) > 0; }));
+    RemoveFiles();
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    EXPECT_TRUE(list.WaitForLast("db/a=1"));
+    EXPECT_EQ(CountErrors("changes can't be read: "), 0) << "it has been told already";
+}
+
+TEST_F(TroubleTest, ChangesThatCantBeReadAreToldOnceAndCallbacksGoOnLater) {
+    auto& list = Keep<ChangeList>();
+    ASSERT_EQ(Watch("db/a", list), 0);
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(Database().c_str(), &database), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(database, "DROP TABLE keys", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(database);
+    // Opening it fails from then on, which has words of its own.
+    ASSERT_TRUE(WaitUntil([] { return CountErrors("can't open " + Database()) > 0; }));
+    EXPECT_EQ(CountErrors("changes can't be read: "), 1);
     RemoveFiles();
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
     EXPECT_TRUE(list.WaitForLast("db/a=1"));
