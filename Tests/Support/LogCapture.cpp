@@ -13,14 +13,14 @@
 
 namespace {
 
-constexpr std::size_t EVERYTHING = std::numeric_limits<std::size_t>::max();
+constexpr unsigned EVERYTHING = std::numeric_limits<unsigned>::max();
 
 // Never destroyed: threads of the code under test may log at exit.
 struct Captured {
     std::mutex mutex;
     std::condition_variable added;
     std::vector<LogCapture::Line> lines;
-    std::size_t room = EVERYTHING;
+    unsigned room = EVERYTHING;
 
     static Captured& Get() {
         static auto* const captured = new Captured;
@@ -50,7 +50,7 @@ void LogCapture::Clear() {
     captured.room = EVERYTHING;
 }
 
-void LogCapture::SetRoom(std::size_t room) {
+void LogCapture::SetRoom(unsigned room) {
     Captured& captured = Captured::Get();
     const std::scoped_lock lock(captured.mutex);
     captured.room = room;
@@ -76,7 +76,7 @@ bool LogCapture::WaitFor(int priority, std::string_view text, int count,
 }
 
 // In the place of the log library's, both.
-extern "C" std::size_t __dlog_room(int /*priority*/, const char* /*tag*/) {
+extern "C" unsigned __dlog_room(int /*priority*/, const char* /*tag*/) {
     Captured& captured = Captured::Get();
     const std::scoped_lock lock(captured.mutex);
     return captured.room;

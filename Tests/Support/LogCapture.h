@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,7 +21,7 @@ public:
     static void Clear();
     /// What the log says of how much it writes of a text; everything unless set. The lines are
     /// kept whole all the same.
-    static void SetRoom(std::size_t room);
+    static void SetRoom(unsigned room);
 
     /// How many lines of this priority have exactly this text.
     static int Count(int priority, std::string_view text);

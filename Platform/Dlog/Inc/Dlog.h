@@ -12,8 +12,6 @@
 // buffer is full, at the latest 200 ms after the oldest waiting line, at exit, and when a signal
 // ends the process whose action was the default one when the log was first used.
 
-#include <stddef.h>
-
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -37,7 +35,7 @@ int __dlog_print(int priority, const char* tag, const char* format, ...)
 /// written. For callers whose text is costly to make. Any thread, and it never changes.
 ///
 /// A platform's log may lack it: its address is null then.
-size_t __dlog_room(int priority, const char* tag) __attribute__((weak));
+unsigned __dlog_room(int priority, const char* tag) __attribute__((weak));
 
 #ifdef __cplusplus
 }

@@ -171,7 +171,7 @@ void Write(Log& log, spdlog::level::level_enum level, const char* tag, std::stri
 
 } // namespace
 
-size_t __dlog_room(int priority, const char* /*tag*/) {
+unsigned __dlog_room(int priority, const char* /*tag*/) {
     return ToLevel(priority) < Log::Get().level ? 0 : LONGEST_TEXT;
 }
 

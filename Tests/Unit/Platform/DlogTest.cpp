@@ -169,11 +169,11 @@ TEST(Dlog, WritesTextsAroundItsLimitsWhateverCameBefore) {
 TEST(Dlog, TellsHowMuchOfATextItWrites) {
     setenv("DLOG_LEVEL", "warn", 1);
     const std::string text = LogOf([] {
-        const std::size_t room = __dlog_room(DLOG_WARN, "TAG");
+        const unsigned room = __dlog_room(DLOG_WARN, "TAG");
         __dlog_print(DLOG_WARN, "TAG", "%s", std::string(room, 'a').c_str());
-        __dlog_print(DLOG_WARN, "TAG", "%s", std::string(room + 1, 'b').c_str());
-        __dlog_print(DLOG_ERROR, "TAG", "room %zu", __dlog_room(DLOG_ERROR, "TAG") - room);
-        __dlog_print(DLOG_ERROR, "TAG", "of info %zu", __dlog_room(DLOG_INFO, "TAG"));
+        __dlog_print(DLOG_WARN, "TAG", "%s", std::string(room + 1U, 'b').c_str());
+        __dlog_print(DLOG_ERROR, "TAG", "room %u", __dlog_room(DLOG_ERROR, "TAG") - room);
+        __dlog_print(DLOG_ERROR, "TAG", "of info %u", __dlog_room(DLOG_INFO, "TAG"));
     });
     unsetenv("DLOG_LEVEL");
     EXPECT_NE(text.find("a\n"), std::string::npos);
