@@ -4,25 +4,13 @@
 // and the log's rendering write of that, is compared with what the JSON library alone does.
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <span>
 #include <string>
 
 #include "Fuzz.h"
+#include "FuzzCheck.h"
 #include "JsonCodecReference.h"
 #include "StyledText.h"
-
-namespace {
-
-void Check(const std::string& difference) {
-    if (!difference.empty()) {
-        std::fprintf(stderr, "%s\n", difference.c_str());
-        std::abort();
-    }
-}
-
-} // namespace
 
 int FuzzJson(std::span<const std::uint8_t> input) {
     using Quill::JsonCodec::Root;

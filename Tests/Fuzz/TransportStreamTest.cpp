@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// What the fuzzer has found stays found, and streams that are damaged in every way that a fixed
-// seed makes. The sanitizers tell what is read or written where nothing is.
+// Streams that are damaged in every way that a fixed seed makes. The sanitizers tell what is read
+// or written where nothing is.
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <random>
 
 #include "Demuxer.h"
-#include "Fuzz.h"
 #include "Sample.h"
 #include "SectionBuilder.h"
 #include "SectionRouter.h"
@@ -185,31 +181,6 @@ TEST_P(DamagedStream, MayHaveTablesThatAreWrongBehindARightCrc) {
         notices += Play(writer.Take()).notices;
     }
     EXPECT_GT(notices, 1000U) << "they come as far as the guide";
-}
-
-struct Corpus {
-    const char* folder;
-    int (*fuzzed)(std::span<const std::uint8_t>);
-};
-class FuzzCorpus : public testing::TestWithParam<Corpus> {};
-
-INSTANTIATE_TEST_SUITE_P(, FuzzCorpus,
-                         testing::Values(Corpus{"ts", FuzzTransportStream},
-                                         Corpus{"tables", FuzzTables}, Corpus{"json", FuzzJson}),
-                         [](const auto& parameter) { return parameter.param.folder; });
-
-TEST_P(FuzzCorpus, IsTaken) {
-    std::size_t files = 0;
-    const std::filesystem::path folder = std::filesystem::path(HEARTHD_CORPUS) / GetParam().folder;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        SCOPED_TRACE(entry.path());
-        std::ifstream file(entry.path(), std::ios::binary);
-        const Bytes bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-        EXPECT_FALSE(bytes.empty());
-        EXPECT_EQ(GetParam().fuzzed(bytes), 0);
-        ++files;
-    }
-    EXPECT_GT(files, 0U);
 }
 
 } // namespace

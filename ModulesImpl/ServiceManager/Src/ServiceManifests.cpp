@@ -39,7 +39,11 @@ bool CanBeRead(std::istream& stream) {
 
 bool Parse(std::istream& stream, Json::Value& root) {
     Json::Reader reader;
-    return reader.parse(stream, root, false);
+    try {
+        return reader.parse(stream, root, false);
+    } catch (const Json::Exception&) { // brackets inside of brackets, beyond the library's limit
+        return false;
+    }
 }
 
 bool ReadEntry(DIR* directory, dirent& entry) {

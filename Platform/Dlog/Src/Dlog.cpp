@@ -135,7 +135,8 @@ class LineMemory {
 public:
     /// The text, cut if it is too long, or nothing where it can't be formatted. `length` gets what
     /// vsnprintf says of it.
-    std::string_view Format(const char* format, va_list arguments, int& length) {
+    [[gnu::format(printf, 2, 0)]] std::string_view Format(const char* format, va_list arguments,
+                                                          int& length) {
         va_list again;
         va_copy(again, arguments);
         length = std::vsnprintf(m_memory.data(), Room(), format, arguments);

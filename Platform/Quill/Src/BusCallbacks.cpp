@@ -68,7 +68,8 @@ int BusConnection::Callbacks::OnSignal(sd_bus_message* message, void* match,
         return 0;
     }
     const Subscription& wanted = *matched.subscription;
-    if (wanted.isPrefix && !std::string_view(name).starts_with(wanted.signal)) {
+    if (wanted.isPrefix ? !std::string_view(name).starts_with(wanted.signal)
+                        : name != wanted.signal) {
         return 0;
     }
     Incoming incoming = matched.connection->MakeIncoming(Incoming::Kind::SIGNAL, message);

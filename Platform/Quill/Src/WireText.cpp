@@ -180,8 +180,12 @@ std::string SignalMember(std::string_view signalName) {
 }
 
 std::string SignalMatch(std::string_view sender, std::string_view signalName) {
-    return AllSignalsMatch(sender) + ",member='" + SignalMember(signalName) +
-           "',arg0=" + Quoted(signalName);
+    std::string rule = AllSignalsMatch(sender) + ",member='" + SignalMember(signalName) + '\'';
+    // sd-bus and the standard read these two differently in a rule. Names are compared anyway.
+    if (signalName.find_first_of("'\\") == std::string_view::npos) {
+        rule += ",arg0='" + std::string(signalName) + '\'';
+    }
+    return rule;
 }
 
 std::string AllSignalsMatch(std::string_view sender) {

@@ -125,7 +125,9 @@ void Store::Prepare() {
     m_id = m_database.Ask("SELECT value FROM meta WHERE name = 'id'") + " " +
            StoreFiles::NumberOf(m_paths.database);
     m_get.emplace(m_database, "SELECT type, value FROM keys WHERE name = ?1");
-    m_set.emplace(m_database, "INSERT OR REPLACE INTO keys(name, type, value) VALUES(?1, ?2, ?3)");
+    m_set.emplace(m_database,
+                  "INSERT OR REPLACE INTO keys(number, name, type, value) "
+                  "VALUES((SELECT coalesce(max(number), 0) + 1 FROM keys), ?1, ?2, ?3)");
     m_unset.emplace(m_database,
                     "UPDATE keys SET number = (SELECT max(number) + 1 FROM keys), type = 0, "
                     "value = NULL WHERE name = ?1 AND type <> 0");

@@ -2,13 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "Gate.h"
 #include "PrivateBus.h"
 #include "RawClient.h"
 #include "TCTask.h"
 #include "TestServer.h"
+#include "WireText.h"
 
 namespace {
 
@@ -37,6 +40,27 @@ TEST_F(ServerSignal, DeliversASubscribedSignalThroughTheServersCallbacks) {
     client.SendSignal("some_2enews", {"some.news", "subject", R"({"a":"b"})"});
     ASSERT_TRUE(received.Wait());
     EXPECT_EQ(text, "test.client some.news subject b");
+}
+
+TEST_F(ServerSignal, HearsNamesThatRulesWriteInTheirOwnWay) {
+    for (const std::string name : {"it's", "a\\b", "comma,", "a'b\\c'"}) {
+        Gate received;
+        std::vector<std::string> heard;
+        server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char* of) {
+            heard.push_back(message->subject + of);
+            if (message->subject == "last") {
+                received.Open();
+            }
+        };
+        server.CreateDBusServer();
+        ASSERT_TRUE(server.SubscribeSignal(nullptr, name.c_str(), nullptr, nullptr)) << name;
+        const std::string member = Quill::WireText::SignalMember(name);
+        client.SendSignal(member, {name + " and more", "", ""});
+        client.SendSignal(member, {name, "last", ""});
+        ASSERT_TRUE(received.Wait()) << name;
+        EXPECT_EQ(heard, std::vector<std::string>{"last" + name});
+        server.CloseDBusServer();
+    }
 }
 
 TEST_F(ServerSignal, CarriesASignalToATargetsThread) {

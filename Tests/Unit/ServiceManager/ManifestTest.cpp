@@ -129,6 +129,13 @@ TEST_F(Manifest, ThatDoesntParseDeclaresNothingAndIsLoggedTwice) {
     EXPECT_EQ(LogCapture::Count(DLOG_INFO, LOADED), 1) << "also after the failure";
 }
 
+TEST_F(Manifest, ThatIsNestedDeeperThanTheJsonLibraryReadsIsSkipped) {
+    Write("deep.json", std::string(5000, '['));
+    Write("other.json", R"({"other":{}})");
+    EXPECT_EQ(Names(ServiceManager().GetServiceList()), (std::vector<std::string>{"other"}));
+    EXPECT_EQ(LogCapture::Count(DLOG_ERROR, FAILED), 1);
+}
+
 TEST_F(Manifest, ThatCannotBeOpenedDeclaresNothingAndIsLoggedTwice) {
     std::filesystem::create_symlink("/nowhere", Path("dangling.json"));
     Write("other.json", R"({"other":{}})");
