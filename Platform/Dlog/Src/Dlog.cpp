@@ -130,7 +130,7 @@ spdlog::level::level_enum ToLevel(int priority) {
 }
 
 // Where a thread's lines are formatted. It grows to the longest of them, so that a thread which
-// writes long lines formats each one once.
+// writes long lines formats each one once; it is 64 KiB at the most, and ends with the thread.
 class LineMemory {
 public:
     /// The text, cut if it is too long, or nothing where it can't be formatted. `length` gets what

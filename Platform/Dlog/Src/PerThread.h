@@ -3,8 +3,9 @@
 
 #include <utility>
 
-/// One T for each thread, made at the first use. Gone with the other objects of its thread, when
-/// static destructors may still log.
+/// One T for each thread, made at the first use with the arguments of that one, which are of the
+/// same types at each use. Gone with the other objects of its thread, when static destructors may
+/// still log.
 template <class T>
 class PerThread {
 public:

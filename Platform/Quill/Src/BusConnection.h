@@ -156,7 +156,7 @@ private:
     std::list<OutgoingCall> m_calls GUARDED_BY(m_mutex);
     bool m_callsAbandoned GUARDED_BY(m_mutex) = false;
     std::vector<Incoming>* m_out GUARDED_BY(m_mutex) = nullptr; // set inside TakeOut only
-    std::size_t m_batch GUARDED_BY(m_mutex) = 1;                // what a TakeOut collects at most
+    std::size_t m_batch GUARDED_BY(m_mutex) = 1;                // from which a TakeOut ends
 
     marrow::base::SpinningMutex m_repliesMutex; // inside m_mutex, where both are held
     std::vector<WaitingReply> m_replies GUARDED_BY(m_repliesMutex);

@@ -24,8 +24,9 @@ bool IsMemberByte(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || IsDigit(c) || c == '_';
 }
 
-// the D-Bus standard, "Match Rules": inside apostrophes everything stands for itself; an
-// apostrophe is written outside of them, behind a backslash.
+// A sender is whatever the caller of a subscription has named. The D-Bus standard, "Match Rules":
+// inside apostrophes everything stands for itself; an apostrophe is written outside of them, behind
+// a backslash.
 std::string Quoted(std::string_view value) {
     std::string quoted = "'";
     for (const char c : value) {

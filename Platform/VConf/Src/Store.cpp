@@ -31,6 +31,9 @@ namespace {
 constexpr std::size_t LONGEST_TEXT = 1024 * 1024;
 constexpr const char* APPLICATION = "1447251782"; // "VCOF"
 constexpr const char* FORMAT = "1";
+// Of a change. SQLite's own choice would be any number at all once the highest is in use; this one
+// is refused then.
+constexpr const char* NEXT_NUMBER = "(SELECT coalesce(max(number), 0) + 1 FROM keys)";
 
 // The log in pages of 4 KiB: from when it is copied, how often that is tried, and from when readers
 // are waited for, without whose leave it can't begin anew.
@@ -125,12 +128,13 @@ void Store::Prepare() {
     m_id = m_database.Ask("SELECT value FROM meta WHERE name = 'id'") + " " +
            StoreFiles::NumberOf(m_paths.database);
     m_get.emplace(m_database, "SELECT type, value FROM keys WHERE name = ?1");
-    m_set.emplace(m_database,
-                  "INSERT OR REPLACE INTO keys(number, name, type, value) "
-                  "VALUES((SELECT coalesce(max(number), 0) + 1 FROM keys), ?1, ?2, ?3)");
-    m_unset.emplace(m_database,
-                    "UPDATE keys SET number = (SELECT max(number) + 1 FROM keys), type = 0, "
-                    "value = NULL WHERE name = ?1 AND type <> 0");
+    const std::string next = NEXT_NUMBER;
+    m_set.emplace(m_database, ("INSERT OR REPLACE INTO keys(number, name, type, value) VALUES(" +
+                               next + ", ?1, ?2, ?3)")
+                                  .c_str());
+    m_unset.emplace(m_database, ("UPDATE keys SET number = " + next +
+                                 ", type = 0, value = NULL WHERE name = ?1 AND type <> 0")
+                                    .c_str());
     m_list.emplace(m_database,
                    "SELECT name, type, value, number FROM keys WHERE name >= ?1 ORDER BY name");
     m_lastNumber.emplace(m_database, "SELECT max(number) FROM keys");
@@ -151,8 +155,7 @@ void Store::MakeTables() {
     m_database.UseWriteAheadLog();
     m_database.Execute("BEGIN IMMEDIATE");
     if (m_database.Ask(COUNT) == "0") {
-        // Rows of `keys` get the number behind the highest by themselves; `value` has no type, so
-        // that what is bound is what is kept.
+        // `value` has no type, so that what is bound is what is kept.
         m_database.Execute(
             "CREATE TABLE keys(number INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE,"
             "                  type INTEGER NOT NULL, value);"
@@ -172,9 +175,12 @@ bool Store::IsOfThisBoot() {
 void Store::EndMemoryKeys() {
     m_database.Execute("BEGIN IMMEDIATE");
     if (!IsOfThisBoot()) { // still: others may have opened it meanwhile
-        m_database.Execute("INSERT OR REPLACE INTO keys(name, type) VALUES('', 0);"
-                           "DELETE FROM keys WHERE (type = 0 AND name <> '') OR"
-                           "                       (name >= 'memory/' AND name < 'memory0')");
+        const std::string end = "INSERT OR REPLACE INTO keys(number, name, type) VALUES(" +
+                                std::string(NEXT_NUMBER) +
+                                ", '', 0);"
+                                "DELETE FROM keys WHERE (type = 0 AND name <> '') OR"
+                                "                       (name >= 'memory/' AND name < 'memory0')";
+        m_database.Execute(end.c_str());
         Statement keep(m_database, "INSERT OR REPLACE INTO meta VALUES('boot', ?1)");
         const Statement::Run run(keep);
         keep.Bind(1, std::string_view(m_bootId));

@@ -52,8 +52,11 @@ TEST_F(TroubleTest, AStoreThatCantBeOpenedIsToldOnceAndWorksLater) {
 TEST_F(TroubleTest, CallbacksGoOnWhenAStoreThatCouldntBeOpenedIsBack) {
     auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
-    RemoveFiles();
-    std::ofstream(Database()) << std::string(5000, 'x');
+    // The callbacks' thread may make a new store between the two.
+    ASSERT_TRUE(WaitUntil([] {
+        SpoilFiles();
+        return vconf_set_int("db/c", 1) == -1;
+    }));
     EXPECT_EQ(vconf_notify_key_changed("db/b", ChangeList::Add, &list), -1);
     RemoveFiles();
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
@@ -63,9 +66,10 @@ TEST_F(TroubleTest, CallbacksGoOnWhenAStoreThatCouldntBeOpenedIsBack) {
 TEST_F(TroubleTest, CallbacksGoOnWhereTheirOwnThreadHasMetAStoreThatCantBeOpened) {
     auto& list = Keep<ChangeList>();
     ASSERT_EQ(Watch("db/a", list), 0);
-    RemoveFiles();
-    std::ofstream(Database()) << std::string(5000, 'x');
-    ASSERT_TRUE(WaitUntil([] { return CountErrors("can't open " + Database()) > 0; }));
+    ASSERT_TRUE(WaitUntil([] {
+        SpoilFiles();
+        return CountErrors("can't open " + Database()) > 0;
+    }));
     RemoveFiles();
     ASSERT_EQ(vconf_set_int("db/a", 1), 0);
     EXPECT_TRUE(list.WaitForLast("db/a=1"));

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <gmock/gmock.h>
 #include <memory>
@@ -135,6 +136,13 @@ protected:
         for (const char* ending : {"", "-wal", "-shm", "-bell"}) {
             std::filesystem::remove(Database() + ending);
         }
+    }
+
+    /// Another look at the files may make a store between the two, so that it has to be tried
+    /// again.
+    static void SpoilFiles() {
+        RemoveFiles();
+        std::ofstream(Database()) << std::string(5000, 'x');
     }
 
     int Notify(const std::string& key, vconf_callback_t callback, void* user) {
