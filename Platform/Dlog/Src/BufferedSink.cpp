@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <optional>
 #include <poll.h>
 #include <string_view>
 #include <unistd.h>
@@ -106,10 +105,8 @@ BufferedSink::~BufferedSink() {
 }
 
 void BufferedSink::log(const spdlog::details::log_msg& message) {
-    Formatting* const kept = PerThread<Formatting>::Get(m_pattern);
-    std::optional<Formatting> fresh;
-    const spdlog::memory_buf_t& line =
-        (kept != nullptr ? *kept : fresh.emplace(m_pattern)).Format(message);
+    const PerThread<Formatting> formatting(m_pattern);
+    const spdlog::memory_buf_t& line = formatting->Format(message);
     const std::scoped_lock lock(m_mutex);
     {
         const BufferAccess access(m_bufferBusy);

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -186,13 +185,11 @@ int __dlog_print(int priority, const char* tag, const char* format, ...) {
         return -EINVAL;
     }
 
-    LineMemory* const kept = PerThread<LineMemory>::Get();
-    std::optional<LineMemory> fresh;
-    LineMemory& memory = kept != nullptr ? *kept : fresh.emplace();
+    const PerThread<LineMemory> memory;
     va_list arguments;
     va_start(arguments, format);
     int length = 0;
-    const std::string_view text = memory.Format(format, arguments, length);
+    const std::string_view text = memory->Format(format, arguments, length);
     va_end(arguments);
     if (length < 0) {
         return -EINVAL;
