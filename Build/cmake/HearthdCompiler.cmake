@@ -29,19 +29,19 @@ if(HEARTHD_SANITIZE)
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     add_link_options(${HEARTHD_SANITIZE_FLAGS})
 endif()
-# What every program of a build for tests carries.
-add_library(sanitizer_support INTERFACE)
+# What every program of an instrumented build carries.
+add_library(instrumentation INTERFACE)
 if(HEARTHD_COVERAGE)
-    target_sources(sanitizer_support INTERFACE
+    target_sources(instrumentation INTERFACE
         ${PROJECT_SOURCE_DIR}/Tests/Support/CoverageCounts.cpp)
 endif()
 if(HEARTHD_SANITIZE)
-    target_sources(sanitizer_support INTERFACE
+    target_sources(instrumentation INTERFACE
         ${PROJECT_SOURCE_DIR}/Tests/Support/SanitizerDefaults.cpp)
 endif()
 if(HEARTHD_SANITIZE MATCHES "thread")
-    target_sources(sanitizer_support INTERFACE ${PROJECT_SOURCE_DIR}/Tests/Support/TsanGlib.cpp)
-    target_link_libraries(sanitizer_support INTERFACE PkgConfig::HEARTHD_GLIB)
+    target_sources(instrumentation INTERFACE ${PROJECT_SOURCE_DIR}/Tests/Support/TsanGlib.cpp)
+    target_link_libraries(instrumentation INTERFACE PkgConfig::HEARTHD_GLIB)
 endif()
 if(NOT HEARTHD_PROBES)
     add_compile_definitions(HEARTHD_NO_PROBES)
