@@ -94,11 +94,18 @@ VirtualDisplay& Server() {
 class KeyEventProxyTest : public testing::Test {
 protected:
     KeyEventProxyTest() {
+        WaitUntilItRuns();
         record.Clear();
         ClearTable();
         LogCapture::Clear();
     }
     ~KeyEventProxyTest() override { ClearTable(); }
+
+    // Its thread says so once, and not in the midst of a test.
+    static void WaitUntilItRuns() {
+        static const bool runs = LogCapture::WaitFor(DLOG_INFO, "start");
+        EXPECT_TRUE(runs);
+    }
 
     // As it is now.
     ::Table Table() {
