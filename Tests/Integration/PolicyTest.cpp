@@ -56,7 +56,7 @@ protected:
         ASSERT_TRUE(daemon.WaitForLog(AUTOSTART_DONE)) << daemon.Log();
     }
 
-    PrivateBus bus{HEARTHD_BUS_POLICY};
+    PrivateBus bus{{.policyFile = HEARTHD_BUS_POLICY, .limits = {}}};
     Daemon daemon;
 };
 

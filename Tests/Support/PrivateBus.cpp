@@ -35,18 +35,11 @@ constexpr const char* OF_THE_SYSTEM =
 
 } // namespace
 
-PrivateBus::PrivateBus() {
-    Configure(EVERYTHING);
-    Start();
-}
-
-PrivateBus::PrivateBus(const std::string& policyFile) {
-    Configure(std::string(OF_THE_SYSTEM) + "<include>" + policyFile + "</include>");
-    chmod(m_folder.c_str(), 0755);
-    Start();
-}
-
-void PrivateBus::Configure(const std::string& policy) {
+PrivateBus::PrivateBus(const Settings& settings) {
+    const std::string policy =
+        settings.policyFile.empty()
+            ? EVERYTHING
+            : std::string(OF_THE_SYSTEM) + "<include>" + settings.policyFile + "</include>";
     std::string folder = (std::filesystem::temp_directory_path() / "hearthd-bus-XXXXXX").string();
     if (mkdtemp(folder.data()) == nullptr) {
         throw std::runtime_error("mkdtemp " + folder);
@@ -57,8 +50,10 @@ void PrivateBus::Configure(const std::string& policy) {
         << R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig><type>system</type><auth>EXTERNAL</auth><listen>)"
-        << m_address << "</listen>" << policy << "</busconfig>\n";
+        << m_address << "</listen>" << policy << settings.limits << "</busconfig>\n";
+    chmod(m_folder.c_str(), 0755); // for other users
     setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
+    Start();
 }
 
 PrivateBus::~PrivateBus() {
@@ -92,6 +87,14 @@ void PrivateBus::Start() {
     if (!started) {
         throw std::runtime_error("dbus-daemon doesn't start");
     }
+}
+
+void PrivateBus::Pause() const {
+    kill(m_pid, SIGSTOP);
+}
+
+void PrivateBus::Continue() const {
+    kill(m_pid, SIGCONT);
 }
 
 void PrivateBus::Kill() {

@@ -8,11 +8,16 @@
 /// DBUS_SYSTEM_BUS_ADDRESS names it. One at a time.
 class PrivateBus {
 public:
-    /// Everybody may do everything.
-    PrivateBus();
-    /// Every user may connect, and the policy in this file says what they may do; what it doesn't
-    /// speak of is forbidden as on a system's bus.
-    explicit PrivateBus(const std::string& policyFile);
+    struct Settings {
+        /// Every user may connect, and the policy in this file says what they may do; what it
+        /// doesn't speak of is forbidden as on a system's bus. Without it everybody may do
+        /// everything.
+        std::string policyFile;
+        std::string limits; ///< elements of the bus's configuration
+    };
+
+    PrivateBus() : PrivateBus(Settings()) {}
+    explicit PrivateBus(const Settings& settings);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
@@ -21,13 +26,14 @@ public:
     void Kill();
     /// Starts it again at the same address.
     void Start();
+    /// It takes and gives nothing until it is let go on.
+    void Pause() const;
+    void Continue() const;
 
     const std::string& Address() const { return m_address; }
     const std::string& Folder() const { return m_folder; }
 
 private:
-    void Configure(const std::string& policy);
-
     std::string m_folder;
     std::string m_address;
     pid_t m_pid = -1;

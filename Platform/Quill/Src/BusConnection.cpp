@@ -7,8 +7,10 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
+#include <linux/sockios.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -27,6 +29,12 @@ namespace {
 // the first one doesn't wait for the last.
 constexpr std::size_t LARGEST_BATCH = 8;
 constexpr std::size_t MOST_TURNS = 4 * LARGEST_BATCH;
+// Text that may wait to be written before no more messages are taken out.
+constexpr std::size_t MOST_UNWRITTEN = 8U << 20;
+// Microseconds.
+constexpr std::uint64_t LONGEST_STALL = 5000000;
+constexpr std::uint64_t LOOK_INTERVAL = 500000;
+constexpr int LONGEST_STALL_AT_CLOSE = 1000; // milliseconds
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
 constexpr const char* BUS_NAME = "org.freedesktop.DBus";
@@ -200,7 +208,7 @@ void BusConnection::Unsubscribe(const Subscription* subscription) {
         sd_bus_slot_unref(match.slot);
         return true;
     });
-    WakeForOutput();
+    NoteOutput(0);
 }
 
 int BusConnection::TakeOut(std::vector<Incoming>& out) {
@@ -209,12 +217,24 @@ int BusConnection::TakeOut(std::vector<Incoming>& out) {
 }
 
 int BusConnection::Process(std::vector<Incoming>& out) {
+    if (!LookWhetherBusReads()) {
+        return -ETIMEDOUT;
+    }
+    if (!HasOutput()) {
+        m_unwritten = 0;
+    }
+    const bool tooMuch = m_unwritten > MOST_UNWRITTEN;
+    if (tooMuch && !WaitForRoom(0)) {
+        PrepareToWait(true);
+        return 0;
+    }
     const std::size_t full = out.size() + m_batch;
+    // Each turn writes all it can, or reads or dispatches one message; the bound keeps sending
+    // threads from waiting on a busy connection.
+    const std::size_t turns = tooMuch ? 1 : MOST_TURNS;
     m_out = &out;
     int result = 1;
-    // Each turn reads, dispatches or writes one message; the bound keeps sending threads from
-    // waiting on a busy connection.
-    for (std::size_t turn = 0; result > 0 && out.size() < full && turn < MOST_TURNS; ++turn) {
+    for (std::size_t turn = 0; result > 0 && out.size() < full && turn < turns; ++turn) {
         result = sd_bus_process(m_bus, nullptr);
         WriteReplies();
     }
@@ -222,14 +242,40 @@ int BusConnection::Process(std::vector<Incoming>& out) {
     // A message that comes alone is acted on before the bus is asked for a next one.
     m_batch = result == 0 ? 1 : std::min(2 * m_batch, LARGEST_BATCH);
     if (result == 0) {
-        m_pollDescriptor = sd_bus_get_fd(m_bus);
-        const int events = sd_bus_get_events(m_bus);
-        m_pollEvents = static_cast<short>(std::max(events, 0));
-        if (sd_bus_get_timeout(m_bus, &m_pollDeadline) < 0) {
-            m_pollDeadline = NO_DEADLINE;
-        }
+        PrepareToWait(false);
     }
     return std::min(result, 1);
+}
+
+bool BusConnection::LookWhetherBusReads() {
+    if (!m_mayBeUnread) {
+        return true;
+    }
+    const std::uint64_t now = MonotonicMicroseconds();
+    if (now < m_nextLook) {
+        return true;
+    }
+    int unread = 0;
+    ioctl(sd_bus_get_fd(m_bus), SIOCOUTQ, &unread);
+    if (unread < m_unread) {
+        m_lastRead = now;
+    }
+    m_unread = unread;
+    m_mayBeUnread = unread > 0 || HasOutput();
+    m_nextLook = now + LOOK_INTERVAL;
+    return !m_mayBeUnread || now - m_lastRead < LONGEST_STALL;
+}
+
+void BusConnection::PrepareToWait(bool toWrite) {
+    m_pollDescriptor = sd_bus_get_fd(m_bus);
+    const int events = toWrite ? POLLOUT : sd_bus_get_events(m_bus);
+    m_pollEvents = static_cast<short>(std::max(events, 0));
+    if (toWrite || sd_bus_get_timeout(m_bus, &m_pollDeadline) < 0) {
+        m_pollDeadline = NO_DEADLINE;
+    }
+    if (m_mayBeUnread) {
+        m_pollDeadline = std::min(m_pollDeadline, m_nextLook);
+    }
 }
 
 void BusConnection::WaitForWork() {
@@ -255,16 +301,39 @@ void BusConnection::Wake() {
     eventfd_write(m_wakeDescriptor, 1);
 }
 
-void BusConnection::WakeForOutput() {
+bool BusConnection::HasOutput() {
     const int events = sd_bus_get_events(m_bus);
-    if (events > 0 && (events & POLLOUT) != 0) {
+    return events > 0 && (events & POLLOUT) != 0;
+}
+
+bool BusConnection::WaitForRoom(int milliseconds) {
+    pollfd descriptor{sd_bus_get_fd(m_bus), POLLOUT, 0};
+    int ready = -1;
+    do {
+        ready = poll(&descriptor, 1, milliseconds);
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0;
+}
+
+void BusConnection::NoteOutput(std::size_t size) {
+    const bool hasOutput = HasOutput();
+    if (hasOutput) {
+        m_unwritten += size;
+    }
+    if (!m_mayBeUnread) {
+        m_mayBeUnread = true;
+        m_unread = 0;
+        m_lastRead = MonotonicMicroseconds();
+        m_nextLook = m_lastRead + LOOK_INTERVAL;
+        Wake();
+    } else if (hasOutput) {
         Wake();
     }
 }
 
-int BusConnection::Send(sd_bus_message* message) {
+int BusConnection::Send(sd_bus_message* message, std::size_t size) {
     const int result = sd_bus_send(m_bus, message, nullptr);
-    WakeForOutput();
+    NoteOutput(size);
     return std::min(result, 0);
 }
 
@@ -334,7 +403,7 @@ int BusConnection::WriteReply(const WaitingReply& reply) {
         }
     }
     const OwnMessage message(raw);
-    return result < 0 ? result : Send(raw);
+    return result < 0 ? result : Send(raw, reply.text.size() + reply.payload.size());
 }
 
 int BusConnection::SendSignal(const std::string& name, const std::string& subject,
@@ -348,7 +417,7 @@ int BusConnection::SendSignal(const std::string& name, const std::string& subjec
     if (result >= 0) {
         result = sd_bus_message_append(raw, "sss", name.c_str(), subject.c_str(), payload.c_str());
     }
-    return result < 0 ? result : Send(raw);
+    return result < 0 ? result : Send(raw, subject.size() + payload.size());
 }
 
 int BusConnection::Call(const std::string& destination, const std::string& subject,
@@ -362,7 +431,8 @@ int BusConnection::Call(const std::string& destination, const std::string& subje
     if (result >= 0) {
         result = sd_bus_message_append(raw, "ss", subject.c_str(), payload.c_str());
     }
-    return result < 0 ? result : SendCall(raw, {this, std::move(reply)});
+    return result < 0 ? result
+                      : SendCall(raw, subject.size() + payload.size(), {this, std::move(reply)});
 }
 
 int BusConnection::Ping(const std::string& destination, std::shared_ptr<PendingReply> reply) {
@@ -372,10 +442,10 @@ int BusConnection::Ping(const std::string& destination, std::shared_ptr<PendingR
         sd_bus_message_new_method_call(m_bus, &raw, destination.c_str(), WireText::OBJECT_PATH,
                                        "org.freedesktop.DBus.Peer", "Ping");
     const OwnMessage message(raw);
-    return result < 0 ? result : SendCall(raw, {this, std::move(reply), false});
+    return result < 0 ? result : SendCall(raw, 0, {this, std::move(reply), false});
 }
 
-int BusConnection::SendCall(sd_bus_message* message, OutgoingCall record) {
+int BusConnection::SendCall(sd_bus_message* message, std::size_t size, OutgoingCall record) {
     if (m_callsAbandoned) {
         return -ENOTCONN;
     }
@@ -385,6 +455,7 @@ int BusConnection::SendCall(sd_bus_message* message, OutgoingCall record) {
         m_calls.pop_back();
         return result;
     }
+    NoteOutput(size);
     // The poller's time limit doesn't know of this call's, so it looks again in any case.
     Wake();
     return 0;
@@ -405,13 +476,20 @@ void BusConnection::AbandonCalls() {
     Wake(); // the dispatching thread may be among those that wait
 }
 
+// sd_bus_flush would wait for ever for a bus that takes nothing.
+void BusConnection::WriteOut(std::vector<Incoming>& dropped) {
+    m_out = &dropped;
+    while (HasOutput() && WaitForRoom(LONGEST_STALL_AT_CLOSE) &&
+           sd_bus_process(m_bus, nullptr) >= 0) {
+    }
+    m_out = nullptr;
+}
+
 void BusConnection::Close() {
     AbandonCalls();
+    std::vector<Incoming> dropped; // they take the lock when they go
     const Holder holder(*this);
-    const int events = sd_bus_get_events(m_bus);
-    if (events > 0 && (events & POLLOUT) != 0) {
-        sd_bus_flush(m_bus);
-    }
+    WriteOut(dropped);
     sd_bus_close(m_bus);
     for (const Match& match : m_matches) {
         sd_bus_slot_unref(match.slot);

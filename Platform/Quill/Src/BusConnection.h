@@ -74,6 +74,12 @@ struct Incoming {
 // The poller is woken only when the socket was full and output is left to write, or when somebody
 // has read messages into sd-bus's own queue, where poll doesn't see them.
 //
+// A bus may stop taking what it is sent: to dbus-daemon the replies that a peer leaves unread count
+// as the sender's. With too much waiting to be written, nothing more is taken out, as each call
+// would bring another reply. And a bus that reads nothing at all for LONGEST_STALL is as good as
+// gone: the dispatching thread looks at the socket now and then, as long as something has been sent
+// and isn't read.
+//
 // TakeOut and WaitForWork belong to one thread, the dispatching one; everything else may be called
 // from any thread. A connection that has broken stays broken: each call answers with an error, and
 // the endpoint makes a new one.
@@ -94,7 +100,8 @@ public:
     void Unsubscribe(const Subscription* subscription);
 
     /// Appends messages to `out`. Returns 1 when there may be more, 0 when there is nothing more
-    /// now, or a negative errno value when the connection is gone.
+    /// now, or a negative errno value when the connection is gone: -ETIMEDOUT where the bus takes
+    /// nothing any more.
     int TakeOut(std::vector<Incoming>& out);
     /// Waits until TakeOut has work to do or Wake was called. After a TakeOut that answered 0.
     void WaitForWork();
@@ -116,7 +123,7 @@ public:
     /// Lets no more calls out, and ends those that wait for an answer with an error; replies and
     /// signals still go.
     void AbandonCalls();
-    /// Writes what is left to write and leaves the bus.
+    /// Writes what is left to write, as long as the bus takes it, and leaves the bus.
     void Close();
 
 private:
@@ -134,6 +141,9 @@ public:
 
 private:
     int Process(std::vector<Incoming>& out) REQUIRES(m_mutex);
+    bool LookWhetherBusReads() REQUIRES(m_mutex);
+    void PrepareToWait(bool toWrite) REQUIRES(m_mutex);
+    void WriteOut(std::vector<Incoming>& dropped) REQUIRES(m_mutex);
     int FollowOwners(std::string_view nameSpace) REQUIRES(m_mutex);
     Incoming MakeIncoming(Incoming::Kind kind, sd_bus_message* message) REQUIRES(m_mutex);
     void Enqueue(WaitingReply reply) EXCLUDES(m_mutex);
@@ -141,9 +151,11 @@ private:
     void WriteRepliesUnlessBusy() EXCLUDES(m_mutex);
     bool HasReplies() EXCLUDES(m_repliesMutex);
     int WriteReply(const WaitingReply& reply) REQUIRES(m_mutex);
-    int Send(sd_bus_message* message) REQUIRES(m_mutex);
-    int SendCall(sd_bus_message* message, OutgoingCall record) REQUIRES(m_mutex);
-    void WakeForOutput() REQUIRES(m_mutex);
+    int Send(sd_bus_message* message, std::size_t size) REQUIRES(m_mutex);
+    int SendCall(sd_bus_message* message, std::size_t size, OutgoingCall record) REQUIRES(m_mutex);
+    bool HasOutput() REQUIRES(m_mutex);
+    bool WaitForRoom(int milliseconds) REQUIRES(m_mutex);
+    void NoteOutput(std::size_t size) REQUIRES(m_mutex);
     void Unref(sd_bus_message* message) EXCLUDES(m_mutex);
 
     const int m_wakeDescriptor;
@@ -157,6 +169,12 @@ private:
     bool m_callsAbandoned GUARDED_BY(m_mutex) = false;
     std::vector<Incoming>* m_out GUARDED_BY(m_mutex) = nullptr; // set inside TakeOut only
     std::size_t m_batch GUARDED_BY(m_mutex) = 1;                // from which a TakeOut ends
+    std::size_t m_unwritten GUARDED_BY(m_mutex) = 0;            // bytes of text, about
+    // Of what the bus hasn't read; in microseconds of the monotonic clock.
+    bool m_mayBeUnread GUARDED_BY(m_mutex) = false;
+    int m_unread GUARDED_BY(m_mutex) = 0; // as the kernel counts it, at the last look
+    std::uint64_t m_lastRead GUARDED_BY(m_mutex) = 0;
+    std::uint64_t m_nextLook GUARDED_BY(m_mutex) = 0;
 
     marrow::base::SpinningMutex m_repliesMutex; // inside m_mutex, where both are held
     std::vector<WaitingReply> m_replies GUARDED_BY(m_repliesMutex);

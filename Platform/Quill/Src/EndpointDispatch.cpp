@@ -5,6 +5,7 @@
 #include "Endpoint.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <pthread.h>
 #include <utility>
@@ -111,6 +112,9 @@ bool Endpoint::Connect() {
     if (owned == 0) {
         QUILL_LOGW("endpoint %s: the name has another owner; waiting in line for it",
                    m_name.c_str());
+        // It may be this endpoint's last connection: a bus that read nothing from it hasn't seen it
+        // go, and does so where it has something to send.
+        connection->Ping(m_busName, std::make_shared<PendingReply>());
     }
     std::vector<std::shared_ptr<const Subscription>> subscriptions;
     {
@@ -135,7 +139,9 @@ bool Endpoint::Connect() {
 
 void Endpoint::Disconnect(int error) {
     QUILL_LOGW("endpoint %s has lost the bus: %s; connecting again", m_name.c_str(),
-               strerror(-error));
+               error == -ETIMEDOUT
+                   ? "it takes nothing from here (does a client not read its replies?)"
+                   : strerror(-error));
     m_announced = true;
     std::shared_ptr<BusConnection> connection;
     {

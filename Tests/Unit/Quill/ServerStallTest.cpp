@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// A bus that takes nothing of what it is sent: it hangs, or what others leave unread counts against
+// the sender.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "BusSocket.h"
+#include "Dlog.h"
+#include "LogCapture.h"
+#include "PrivateBus.h"
+#include "RawClient.h"
+#include "TestServer.h"
+#include "WaitUntil.h"
+
+namespace {
+
+using Quill::TCMessage;
+
+constexpr std::size_t LARGE = 65536;
+constexpr int SIGNALS = 400;
+constexpr const char* LOST = "endpoint test.Server has lost the bus: it takes nothing from here "
+                             "(does a client not read its replies?); connecting again";
+constexpr const char* BACK = "endpoint test.Server is on the bus again";
+
+class ServerStall : public testing::Test {
+protected:
+    void ExpectAnswer() {
+        RawClient client;
+        EXPECT_TRUE(WaitUntil(
+            [&] { return client.Call("test.Server", "", R"({"a":1})").payload == R"({"a":1})"; }));
+    }
+
+    // More than the socket holds, which sd-bus asks for 8 MiB.
+    void SendSignals() {
+        TCMessage message;
+        message.payload["a"] = std::string(LARGE, 'x');
+        for (int count = 0; count < SIGNALS; ++count) {
+            EXPECT_EQ(TestServer::SendSignal("test.Server", "Large", &message), 0);
+        }
+    }
+
+    // What others leave unread counts early against the sender, and late against themselves.
+    PrivateBus bus{{.policyFile = {}, .limits = R"(<limit name="max_incoming_bytes">1000000</limit>
+<limit name="max_outgoing_bytes">1000000000</limit>
+<limit name="max_replies_per_connection">50000</limit>)"}};
+    TestServer server;
+};
+
+TEST_F(ServerStall, IsLostWithABusThatHangsAndBackWithIt) {
+    ASSERT_TRUE(server.CreateDBusServer());
+    bus.Pause();
+    SendSignals();
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, LOST));
+    bus.Continue();
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, BACK));
+    ExpectAnswer();
+}
+
+TEST_F(ServerStall, IsLostThoughTheSocketHasRoomForMore) {
+    ASSERT_TRUE(server.CreateDBusServer());
+    bus.Pause();
+    const TCMessage message;
+    EXPECT_EQ(TestServer::SendSignal("test.Server", "Small", &message), 0);
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, LOST));
+    bus.Continue();
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, BACK));
+    ExpectAnswer();
+}
+
+TEST_F(ServerStall, LosesNothingWhereTheBusGoesOnInTime) {
+    ASSERT_TRUE(server.CreateDBusServer());
+    RawClient client;
+    client.Match("type='signal'");
+    bus.Pause();
+    SendSignals();
+    bus.Continue();
+    for (int count = 0; count < SIGNALS; ++count) {
+        ASSERT_TRUE(client.Next().has_value()) << count;
+    }
+    EXPECT_EQ(LogCapture::Count(DLOG_WARN, LOST), 0);
+}
+
+TEST_F(ServerStall, ClosesThoughTheBusHangs) {
+    ASSERT_TRUE(server.CreateDBusServer());
+    bus.Pause();
+    SendSignals();
+    server.CloseDBusServer();
+    bus.Continue();
+    EXPECT_TRUE(server.CreateDBusServer());
+    ExpectAnswer();
+}
+
+// The bus stops reading from the server after a million bytes that the client leaves unread. What
+// the server then keeps for it is bounded, however much the client calls.
+TEST_F(ServerStall, TakesNoMoreCallsThanItCanAnswerFromAClientThatNeverReads) {
+    std::atomic<int> received{0};
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage* reply, const char*) {
+        ++received;
+        *reply = *message;
+    };
+    ASSERT_TRUE(server.CreateDBusServer());
+    BusSocket deaf;
+    std::thread calls([&deaf] {
+        const std::string payload = R"({"a":")" + std::string(LARGE, 'x') + "\"}";
+        while (deaf.Write(deaf.Call("test.Server", "", payload))) {
+        }
+    });
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, LOST));
+    const int answered = received;
+    deaf.Shutdown();
+    calls.join();
+    EXPECT_GT(answered, 100);
+    EXPECT_LT(answered, 600) << "some 16 MiB in the socket and 8 MiB here";
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, BACK));
+    ExpectAnswer();
+}
+
+} // namespace
