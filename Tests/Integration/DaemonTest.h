@@ -16,6 +16,7 @@ inline constexpr const char* AUTOSTART_DONE = "> ~Worker[Init]";
 /// A bus and a daemon; the daemon's log is shown when a test fails.
 class DaemonTest : public testing::Test {
 protected:
+    explicit DaemonTest(const PrivateBus::Settings& settings = {}) : bus(settings) {}
     ~DaemonTest() override {
         if (HasFailure()) {
             std::cerr << "---- the daemon's output\n"

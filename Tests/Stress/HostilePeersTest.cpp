@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Peers that never read, flood, vanish, cut their messages short or bear odd names, on a real bus.
-// Whatever they do, an honest client is answered meanwhile, and once they have gone nothing of them
-// stays in the daemon: no memory, no descriptor, no pending message.
+// Peers that never read, flood, vanish, cut their messages short or bear odd names, on a real bus
+// with the policy that is shipped, and as an ordinary user. Whatever they do, an honest client is
+// answered meanwhile, and once they have gone nothing of them stays in the daemon: no memory, no
+// descriptor, no pending message.
 
 #include "DaemonTest.h"
 
@@ -19,6 +20,7 @@
 
 #include "BusSocket.h"
 #include "DeathTest.h"
+#include "OfAnotherUser.h"
 #include "ProcessUse.h"
 #include "WaitUntil.h"
 #include "WireText.h"
@@ -28,6 +30,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using Peer = OfAnotherUser<RawClient>;
+using PeerSocket = OfAnotherUser<BusSocket>;
 
 constexpr int TIMES = HEARTHD_HOSTILE_TIMES;
 constexpr std::size_t LARGE = 65536;
@@ -51,7 +55,8 @@ std::string PayloadOf(std::size_t size) {
 class HostilePeers : public DaemonTest {
 protected:
     explicit HostilePeers(const std::string& logLevel = "debug")
-        : m_tellsPending(logLevel == "debug") {
+        : DaemonTest({.policyFile = HEARTHD_BUS_POLICY, .limits = {}}),
+          m_tellsPending(logLevel == "debug") {
         for (const char* name : {"probe", "probe2", "probe3", "probe4"}) {
             daemon.AddService(name, {.library = std::string("lib") + name + ".so"});
         }
@@ -91,13 +96,13 @@ protected:
     int Calls() const { return CountOf(daemon.Log(), CALLING); }
 
     // Has somebody call the service and waits until it is at work on that.
-    void Occupy(RawClient& client) const {
+    void Occupy(Peer& client) const {
         const int calls = Calls();
         client.Send(ROUTER, "probe", BUSY);
         ASSERT_TRUE(daemon.WaitForLog(CALLING, calls + 1));
     }
 
-    RawClient honest;
+    Peer honest;
 
 private:
     // The last of their messages may still be on its way at the first look. Many looks would tidy
@@ -148,29 +153,32 @@ protected:
 
 // dbus-daemon would keep 127 MiB of unread replies for each of them, but counts what it keeps
 // against the daemon too, from which it then takes nothing until the daemon comes again as a new
-// peer. dbus-broker cuts off whoever has too much unread.
+// peer. dbus-broker keeps more than that.
 TEST_F(HostilePeersUnlogged, ThatNeverReadTheirRepliesSilenceTheDaemonForSecondsAtTheMost) {
     const std::string payload = PayloadOf(LARGE);
-    std::array<BusSocket, 2> deaf;
+    std::array<PeerSocket, 2> deaf;
     std::chrono::duration<double> longest{};
+    int asked = 0;
     int answered = 0;
-    bool isOver = false;
-    for (int call = 0; call < 1300 && !isOver; ++call) {
-        for (BusSocket& client : deaf) {
-            isOver = !client.Write(client.Call(ROUTER, "probe", payload)) || isOver;
+    for (int call = 0; call < 1300; ++call) {
+        for (PeerSocket& client : deaf) {
+            ASSERT_TRUE(client.Write(client.Call(ROUTER, "probe", payload)));
         }
         if (call % 10 == 0) { // not all at once: the bus bounds the calls that wait for an answer
             const auto begin = Clock::now();
+            ++asked;
             answered += honest.Call(ROUTER, "probe2", SMALL).payload == SMALL ? 1 : 0;
             longest = std::max<std::chrono::duration<double>>(longest, Clock::now() - begin);
         }
     }
-    std::cout << answered << " calls answered, the longest after " << longest.count() << " s\n";
+    std::cout << answered << " of " << asked << " calls answered, the longest after "
+              << longest.count() << " s\n";
     EXPECT_GT(answered, 10);
     EXPECT_LT(longest, 25s) << "who waits is told";
-    EXPECT_TRUE(isOver || daemon.WaitForLog("has lost the bus: it takes nothing from here"));
+    EXPECT_TRUE(answered == asked ||
+                daemon.WaitForLog("has lost the bus: it takes nothing from here"));
     EXPECT_TRUE(WaitUntil([&] { return honest.Call(ROUTER, "probe2", SMALL).payload == SMALL; }));
-    for (const BusSocket& client : deaf) {
+    for (const PeerSocket& client : deaf) {
         client.Shutdown();
     }
     ExpectNothingLeft();
@@ -196,7 +204,7 @@ TEST_F(HostilePeers, ThatFloodTheDaemonWithCallsAndSignalsLeaveEveryHonestCallAn
     std::vector<std::thread> floods;
     for (int client = 0; client < 8; ++client) {
         floods.emplace_back([&isEnough, &sent] {
-            RawClient flooding;
+            Peer flooding;
             while (!isEnough) {
                 for (int message = 0; message < 20; ++message, ++sent) {
                     flooding.Send(ROUTER, "probe", R"({"flood":1})");
@@ -223,7 +231,7 @@ TEST_F(HostilePeers, ThatComeAndGoLeaveNothingBehind) {
     const std::string payload = PayloadOf(SHARE);
     const int calls = Calls();
     for (int client = 0; client < 334 * TIMES; ++client) {
-        RawClient fleeting;
+        Peer fleeting;
         fleeting.RequestName("marrow.ser.client.PID_" + std::to_string(client));
         fleeting.Send(ROUTER, "probe", payload);
     }
@@ -231,9 +239,11 @@ TEST_F(HostilePeers, ThatComeAndGoLeaveNothingBehind) {
     ExpectNothingLeft();
 }
 
-TEST_F(HostilePeers, WhoseMessagesAreAsLargeAsTheBusTakesAreServedAndBeyondThatCutOff) {
+// Beyond 32 MiB dbus-daemon hangs up. dbus-broker's limit is D-Bus's own, 128 MiB: there the daemon
+// refuses to send as large a reply.
+TEST_F(HostilePeers, WhoseMessagesAreAsLargeAsTheBusTakesAreServedAndBeyondThatDoNoHarm) {
     constexpr std::size_t LIMIT = 32UL << 20;
-    BusSocket largest;
+    PeerSocket largest;
     const std::size_t around = largest.Call(ROUTER, "probe", {}).size();
     const std::string message = largest.Call(ROUTER, "probe", PayloadOf(LIMIT - around));
     ASSERT_EQ(message.size(), LIMIT);
@@ -241,11 +251,9 @@ TEST_F(HostilePeers, WhoseMessagesAreAsLargeAsTheBusTakesAreServedAndBeyondThatC
     ASSERT_TRUE(largest.Write(message));
     EXPECT_TRUE(daemon.WaitForLog(CALLING, calls + 1));
     EXPECT_TRUE(largest.WaitForInput());
-    BusSocket beyond;
+    PeerSocket beyond;
     beyond.Write(beyond.Call(ROUTER, "probe", PayloadOf(LIMIT - around + 1)));
-    EXPECT_TRUE(beyond.WaitForClose());
-    ExpectAnswer(); // behind which no other call can be on its way
-    EXPECT_EQ(Calls(), calls + 1);
+    EXPECT_TRUE(beyond.WaitForInput());
     ExpectNothingLeft();
 }
 
@@ -261,7 +269,7 @@ TEST_F(HostilePeers, WhoAskForTheLargestReplyGetItAndBeyondThatAnError) {
 TEST_F(HostilePeers, ThatHangUpRightAfterTheirCallAreForgotten) {
     const int calls = Calls();
     for (int time = 0; time < 100 * TIMES; ++time) {
-        BusSocket client;
+        PeerSocket client;
         ASSERT_TRUE(client.Write(client.Call(ROUTER, "probe", PayloadOf(SHARE))));
     }
     EXPECT_TRUE(daemon.WaitForLog(CALLING, calls + 100 * TIMES));
@@ -272,10 +280,10 @@ TEST_F(HostilePeers, ThatHangUpInTheMiddleOfAMessageAreNotHeard) {
     const int calls = Calls();
     int times = 0;
     for (int time = 0; time < TIMES; ++time) {
-        BusSocket sample;
+        PeerSocket sample;
         const std::size_t size = sample.Call(ROUTER, "probe", PayloadOf(1000)).size();
         for (std::size_t part = 1; part < size; part += part < 200 ? 7 : 211, ++times) {
-            BusSocket client;
+            PeerSocket client;
             const std::string message = client.Call(ROUTER, "probe", PayloadOf(1000));
             ASSERT_TRUE(client.Write(std::string_view(message).substr(0, part)));
         }
@@ -287,10 +295,10 @@ TEST_F(HostilePeers, ThatHangUpInTheMiddleOfAMessageAreNotHeard) {
 
 TEST_F(HostilePeers, ThatHangUpBehindABusyServiceAreForgotten) {
     for (int time = 0; time < 3 * TIMES; ++time) {
-        RawClient first;
+        Peer first;
         Occupy(first);
-        BusSocket second;
-        BusSocket third;
+        PeerSocket second;
+        PeerSocket third;
         ASSERT_TRUE(second.Write(second.Call(ROUTER, "probe", PayloadOf(SHARE))));
         ASSERT_TRUE(third.Write(third.Call(ROUTER, "probe2", PayloadOf(SHARE))));
     }
@@ -299,7 +307,7 @@ TEST_F(HostilePeers, ThatHangUpBehindABusyServiceAreForgotten) {
 
 TEST_F(HostilePeers, ThatHangUpWhileTheServiceWorksForThemAreForgotten) {
     for (int time = 0; time < 3 * TIMES; ++time) {
-        RawClient client;
+        Peer client;
         Occupy(client);
     }
     ExpectNothingLeft();
@@ -307,7 +315,7 @@ TEST_F(HostilePeers, ThatHangUpWhileTheServiceWorksForThemAreForgotten) {
 
 TEST_F(HostilePeers, ThatHangUpOnAReplyThatIsThereAreForgotten) {
     for (int time = 0; time < 100 * TIMES; ++time) {
-        BusSocket client;
+        PeerSocket client;
         ASSERT_TRUE(client.Write(client.Call(ROUTER, "probe", PayloadOf(SHARE))));
         ASSERT_TRUE(client.WaitForInput());
     }
@@ -323,7 +331,7 @@ TEST_F(HostilePeers, WhoseNamesAreAlmostThoseOfClientsComeToNothingButLogLines) 
         {"marrow.ser.client.PID_12" + std::string(231, 'x'), "probe4"},
     };
     ASSERT_TRUE(daemon.WaitForLog("> Watchdog started"));
-    std::list<RawClient> clients;
+    std::list<Peer> clients;
     for (const auto& [name, service] : services) {
         clients.emplace_back();
         clients.back().RequestName(name);

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <bit>
-#include <cerrno>
 #include <cstdlib>
 #include <poll.h>
 #include <stdexcept>
@@ -130,17 +129,6 @@ void BusSocket::Drain() const {
 bool BusSocket::WaitForInput(std::chrono::seconds limit) const {
     pollfd ready{m_socket.Number(), POLLIN, 0};
     return poll(&ready, 1, static_cast<int>(std::chrono::milliseconds(limit).count())) == 1;
-}
-
-bool BusSocket::WaitForClose() const {
-    std::array<char, 65536> dropped{};
-    while (WaitForInput()) {
-        const ssize_t count = recv(m_socket.Number(), dropped.data(), dropped.size(), 0);
-        if (count == 0 || (count < 0 && errno == ECONNRESET)) {
-            return true;
-        }
-    }
-    return false;
 }
 
 void BusSocket::ReadLine() const {

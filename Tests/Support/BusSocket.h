@@ -26,10 +26,8 @@ public:
 
     /// Reads away what has come so far.
     void Drain() const;
-    /// Waits until there is something to read.
+    /// Waits until there is something to read, or the bus has closed the connection.
     bool WaitForInput(std::chrono::seconds limit = std::chrono::seconds(20)) const;
-    /// Reads, and drops, until the bus closes the connection.
-    bool WaitForClose() const;
 
 private:
     void ReadLine() const;

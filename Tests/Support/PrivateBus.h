@@ -4,8 +4,9 @@
 #include <string>
 #include <sys/types.h>
 
-/// A message bus of the test's own: a dbus-daemon that ends with this object. While it lives,
-/// DBUS_SYSTEM_BUS_ADDRESS names it. One at a time.
+/// A message bus of the test's own: a dbus-daemon, or where HEARTHD_TEST_BUS is "broker" a
+/// dbus-broker. It ends with this object; while it lives, DBUS_SYSTEM_BUS_ADDRESS names it. One at a
+/// time.
 class PrivateBus {
 public:
     struct Settings {
