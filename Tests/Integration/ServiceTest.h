@@ -8,6 +8,7 @@
 #include "DaemonTest.h"
 
 inline constexpr const char* EXAMPLES = "/usr/apps/org.norvane.hearthd/lib/services/";
+inline constexpr const char* PAYLOAD = R"({"a":1})";
 inline constexpr const char* STARTED = "State successfully changed to loaded\n"
                                        "State successfully changed to started\n";
 inline constexpr const char* UNLOADED = "State successfully changed to loaded\n"

@@ -2,18 +2,18 @@
 #include "PrintRecordHandler.h"
 
 #include <cstdint>
-#include <iostream>
 #include <string>
+
+#include "Print.h"
 
 void PrintRecordHandler::handle(record_t record) {
     const std::int64_t nanoseconds = (record.stop - record.start).count();
     const std::int64_t milliseconds = nanoseconds / 1000000;
-    // In one piece: this is on the road of every call.
     std::string line = "PERFORMANCE MONITOR - tag: " + record.tag + " execution_time: ";
     if (milliseconds != 0) {
         line += std::to_string(milliseconds) + " ms\n";
     } else {
         line += std::to_string(nanoseconds / 1000) + " us\n";
     }
-    std::cout << line << std::flush;
+    marrow::base::Print(line);
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "WorkerFactory.h"
 
-#include <iostream>
 #include <sstream>
+
+#include "Print.h"
 
 namespace marrow::ser {
 
@@ -10,11 +11,6 @@ namespace {
 
 const std::string THREAD_SUFFIX = "_thread";
 const std::string CLEANER_NAME = "WFCleaner";
-
-// One piece, so that lines of several threads don't mix.
-void Trace(const std::ostringstream& line) {
-    std::cout << line.str() << std::flush;
-}
 
 } // namespace
 
@@ -67,7 +63,7 @@ void WorkerFactory::DeleteWorker(Worker* worker) {
 void WorkerFactory::CleanWorker(Worker* worker) {
     std::ostringstream line;
     line << "cleaning Worker = [" << static_cast<const void*>(worker) << "]\n";
-    Trace(line);
+    base::Print(line.str());
     worker->Destroy();
     delete worker;
 }
@@ -80,7 +76,7 @@ void WorkerFactory::WorkerDeleter::operator()(Worker* worker) const {
     std::ostringstream line;
     line << "DeleteWorker[" << static_cast<const void*>(worker) << "][" << worker->GetName()
          << "]\n";
-    Trace(line);
+    base::Print(line.str());
     WorkerFactory::Get().DeleteWorker(worker);
 }
 

@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <poll.h>
 #include <string_view>
+#include <system_error>
 #include <unistd.h>
 
 #include <spdlog/pattern_formatter.h>
@@ -90,9 +92,14 @@ BufferedSink::BufferedSink(int descriptor, bool journalPrefix, std::string patte
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    m_flusher = std::thread([this] { RunFlusher(); });
+    try {
+        m_flusher = std::thread([this] { RunFlusher(); });
+        pthread_setname_np(m_flusher.native_handle(), "dlog-flush");
+    } catch (const std::system_error& error) {
+        std::fprintf(stderr, "the log has no thread to collect lines with: %s\n", error.what());
+        m_writesThrough = true;
+    }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    pthread_setname_np(m_flusher.native_handle(), "dlog-flush");
 }
 
 BufferedSink::~BufferedSink() {
@@ -101,7 +108,9 @@ BufferedSink::~BufferedSink() {
         m_ending = true;
     }
     m_wakeFlusher.notify_one();
-    m_flusher.join();
+    if (m_flusher.joinable()) {
+        m_flusher.join();
+    }
 }
 
 void BufferedSink::log(const spdlog::details::log_msg& message) {

@@ -17,7 +17,7 @@
 // appended to one buffer under m_mutex. The buffer goes out in one write(2) when a line of WARN or
 // above arrives, when it is full, or when the flusher thread finds it older than FLUSH_INTERVAL.
 // The flusher sleeps without a time limit while the buffer is empty, so that an idle process stays
-// idle.
+// idle. Where the system has no thread to give, each line is written at once.
 //
 // A fatal signal can interrupt any of this, in any thread. m_bufferBusy is set, inside m_mutex,
 // exactly while the buffer is being changed or written. The signal handler takes it by an exchange:

@@ -65,7 +65,8 @@ public:
     virtual bool IfMessageReplied(const char* sender, const TCMessage* message);
 
     /// Puts the endpoint on the bus and starts its dispatching thread; callbacks can come from here
-    /// on. Returns false when the bus isn't there yet: the endpoint goes on trying.
+    /// on. Returns false when the bus isn't there yet, or the system has no thread to give: the
+    /// endpoint goes on trying, for the thread once GLib's main loop runs.
     bool CreateDBusServer();
 
     /// Takes the endpoint off the bus. When it returns no callback is running and none will come;

@@ -18,6 +18,8 @@ using marrow::base::MutexLock;
 
 namespace {
 
+constexpr std::chrono::seconds THREAD_PAUSE{1}; // from one try to start it to the next
+
 // The open endpoints of this process by name.
 struct Directory {
     Mutex mutex;
@@ -83,8 +85,29 @@ bool Endpoint::Open() {
     m_opened = std::chrono::steady_clock::now();
     m_gate.Open();
     const bool connected = Connect();
-    m_thread = std::thread([this] { Run(); });
-    return connected;
+    const std::error_code noThread = StartThread();
+    if (noThread) {
+        QUILL_LOGE("endpoint %s: cannot start a thread: %s; trying again until it works",
+                   m_name.c_str(), noThread.message().c_str());
+        MainLoop::Repeat(THREAD_PAUSE, [weak = weak_from_this()] {
+            const std::shared_ptr<Endpoint> endpoint = weak.lock();
+            return endpoint == nullptr || !endpoint->StartThread();
+        });
+    }
+    return connected && !noThread;
+}
+
+// No error where it runs already, or isn't wanted any more.
+std::error_code Endpoint::StartThread() {
+    const MutexLock lock(m_mutex);
+    if (!m_closing && !m_thread.joinable()) {
+        try {
+            m_thread = std::thread([this] { Run(); });
+        } catch (const std::system_error& error) {
+            return error.code();
+        }
+    }
+    return {};
 }
 
 void Endpoint::Close() {
@@ -107,7 +130,9 @@ void Endpoint::Close() {
         connection->AbandonCalls();
     }
     m_gate.CloseAndWait();
-    m_thread.join();
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
     {
         Directory& directory = Directory::Get();
         const MutexLock lock(directory.mutex);

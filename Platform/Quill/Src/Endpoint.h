@@ -4,6 +4,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -64,13 +65,14 @@ public:
 private:
     static constexpr std::chrono::milliseconds FIRST_PAUSE{50}; // ahead of the next connection
 
+    std::error_code StartThread() EXCLUDES(m_mutex);
     void Run();
     bool Connect();
     void Disconnect(int error);
     void WaitToConnect();
 
     void Act(Incoming incoming);
-    void WaitForMainLoop();
+    bool WaitForMainLoop();
     void Deliver(Incoming incoming, TCMessage message);
     void CallBack(const Incoming& incoming, TCMessage message);
 
@@ -92,7 +94,7 @@ private:
     std::shared_ptr<BusConnection> m_connection GUARDED_BY(m_mutex);
     std::vector<std::shared_ptr<const Subscription>> m_subscriptions GUARDED_BY(m_mutex);
 
-    std::thread m_thread;                           // written by Open and Close only
+    std::thread m_thread; // written under m_mutex while the endpoint is open, and by Close
     std::chrono::steady_clock::time_point m_opened; // by Open, ahead of the thread
 
     // The dispatching thread's own.
@@ -100,6 +102,7 @@ private:
     bool m_hasWaited = false; // for the main loop
     std::chrono::milliseconds m_pause = FIRST_PAUSE;
     bool m_announced = false;
+    std::string m_trouble; // what has been told of the present outage
 };
 
 } // namespace Quill

@@ -90,7 +90,8 @@ void Endpoint::Run() {
     }
 }
 
-// Connects, takes the name and the subscriptions. On failure it says so once for each outage.
+// Connects, takes the name and the subscriptions. On failure it says why, once while that stays
+// the same.
 bool Endpoint::Connect() {
     std::string error;
     const std::shared_ptr<BusConnection> connection =
@@ -103,7 +104,8 @@ bool Endpoint::Connect() {
         }
     }
     if (connection == nullptr || owned < 0) {
-        if (!std::exchange(m_announced, true)) {
+        m_announced = true;
+        if (std::exchange(m_trouble, error) != error) {
             QUILL_LOGE("endpoint %s: %s; trying again until it works", m_name.c_str(),
                        error.c_str());
         }
@@ -133,6 +135,7 @@ bool Endpoint::Connect() {
     if (std::exchange(m_announced, false)) {
         QUILL_LOGW("endpoint %s is on the bus again", m_name.c_str());
     }
+    m_trouble.clear();
     m_pause = FIRST_PAUSE;
     return true;
 }
@@ -196,9 +199,10 @@ void Endpoint::Act(Incoming incoming) {
 }
 
 // The first message stays here until the process has set itself up, and those behind it with it.
-void Endpoint::WaitForMainLoop() {
+// False where the endpoint closes meanwhile: what the message would meet may never be made.
+bool Endpoint::WaitForMainLoop() {
     if (std::exchange(m_hasWaited, true)) {
-        return;
+        return true;
     }
     constexpr std::chrono::milliseconds LOOK{1};
     const MutexLock lock(m_mutex);
@@ -207,10 +211,13 @@ void Endpoint::WaitForMainLoop() {
         m_closingChanged.WaitUntil(m_mutex, now + LOOK);
         now = std::chrono::steady_clock::now();
     }
+    return !m_closing;
 }
 
 void Endpoint::Deliver(Incoming incoming, TCMessage message) {
-    WaitForMainLoop();
+    if (!WaitForMainLoop()) {
+        return;
+    }
     auto delivery =
         std::make_unique<Delivery>(shared_from_this(), std::move(incoming), std::move(message));
     TCEventIO* target = nullptr;

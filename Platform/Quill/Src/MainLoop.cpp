@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <glib.h>
+#include <utility>
 
 namespace Quill::MainLoop {
 
@@ -16,6 +17,16 @@ gboolean NoteRun(gpointer /*data*/) {
     return G_SOURCE_REMOVE;
 }
 
+using Work = std::function<bool()>;
+
+gboolean Run(gpointer work) {
+    return (*static_cast<Work*>(work))() ? G_SOURCE_REMOVE : G_SOURCE_CONTINUE;
+}
+
+void Forget(gpointer work) {
+    delete static_cast<Work*>(work);
+}
+
 } // namespace
 
 void Expect() {
@@ -26,6 +37,11 @@ void Expect() {
 
 bool HasRun() {
     return s_hasRun;
+}
+
+void Repeat(std::chrono::milliseconds pause, std::function<bool()> work) {
+    g_timeout_add_full(G_PRIORITY_DEFAULT, static_cast<guint>(pause.count()), Run,
+                       new Work(std::move(work)), Forget);
 }
 
 } // namespace Quill::MainLoop

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The system refuses a thread, at each place where the daemon makes one.
+
+#include "KeeperTest.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+#include "VirtualDisplay.h"
+#include "WaitUntil.h"
+
+namespace {
+
+constexpr const char* REFUSED = "Resource temporarily unavailable";
+
+class NoThread : public KeeperTest {
+protected:
+    NoThread() {
+        daemon.AddService("probe", {.library = "libprobe.so", .launchType = 1});
+        daemon.AddService("keeper", {.library = "libkeeper.so", .launchType = 1});
+        daemon.SetEnvironment("LD_PRELOAD", HEARTHD_THREAD_REFUSALS);
+        daemon.SetEnvironment("ASAN_OPTIONS", "verify_asan_link_order=0");
+        daemon.SetEnvironment("HEARTHD_THREAD_REFUSALS", Refusals());
+    }
+
+    std::string Refusals() const { return folder.Path() / "refusals"; }
+    // From here on: so many threads are granted, and the next ones refused.
+    void Refuse(int granted, int refused = 1) const {
+        std::ofstream(Refusals()) << granted << ' ' << refused;
+    }
+
+    // A function of the debug shell that isn't answered.
+    void Send(const std::string& function, const std::string& service) {
+        client.Send(DEBUG_SHELL, "",
+                    R"({"org.norvane.services.debugshell.command.tag":"service-command",)"
+                    R"("function":")" +
+                        function + R"(","service":")" + service + "\"}");
+    }
+
+    void ExpectProbeToStart() {
+        EXPECT_EQ(Shell("status-start", "probe"), STARTED);
+        EXPECT_EQ(Call("probe", PAYLOAD), PAYLOAD);
+    }
+};
+
+// In the order in which they are made.
+struct FirstThread {
+    const char* name;
+    const char* logged;
+};
+
+constexpr FirstThread FIRST_THREADS[] = {
+    {"LogFlusher", "the log has no thread to collect lines with: "},
+    {"Cleaner", "task WFCleaner_tceventio: cannot start a thread: "},
+    {"Watchdog", "task APIWatchdog_tceventio: cannot start a thread: "},
+    {"RouterDispatcher", "endpoint marrow.ser.server.MessageRouter: cannot start a thread: "},
+    {"Autostart", "task Init_tceventio: cannot start a thread: "},
+    {"PipeReader", "task Reader_tceventio: cannot start a thread: "},
+    {"ShellDispatcher", "endpoint debugshell_C: cannot start a thread: "},
+};
+
+class NoThreadAtTheStart : public NoThread, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(ForThe, NoThreadAtTheStart,
+                         testing::Range(0, static_cast<int>(std::size(FIRST_THREADS))),
+                         [](const testing::TestParamInfo<int>& parameter) {
+                             return FIRST_THREADS[parameter.param].name;
+                         });
+
+TEST_P(NoThreadAtTheStart, IsToldAndServicesCanBeStartedAndCalled) {
+    Refuse(GetParam());
+    daemon.Start();
+    EXPECT_TRUE(daemon.WaitForLog(std::string(FIRST_THREADS[GetParam()].logged) + REFUSED));
+    ASSERT_TRUE(daemon.WaitForOutput("PERFORMANCE MONITOR - tag: INIT "));
+    ASSERT_TRUE(WaitUntil([this] { return client.NameHasOwner(DEBUG_SHELL); }));
+    ExpectProbeToStart();
+    EXPECT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
+    EXPECT_EQ(Shell("status-unload", "probe"), UNLOADED);
+    ExpectProbeToStart();
+}
+
+TEST_F(NoThread, ForChangesOfTheConfigurationIsToldAndTheyComeWhenTheServiceStartsAgain) {
+    StartAndWait();
+    ASSERT_EQ(Shell("status-load", "keeper"), "State successfully changed to loaded\n");
+    Refuse(0);
+    EXPECT_EQ(Shell("status-start", "keeper"),
+              "Failed to change status. Current service status is loaded\n"
+              "State successfully changed to started\n");
+    EXPECT_TRUE(daemon.WaitForLog(std::string("vconf_notify_key_changed: ") + REFUSED));
+    EXPECT_EQ(Set(1), Kept(1));
+    EXPECT_EQ(Shell("status-unload", "keeper"), UNLOADED);
+    EXPECT_EQ(Shell("status-start", "keeper"), STARTED);
+    ExpectChangesToBeHeard(10);
+}
+
+// A proxy of the television doesn't ask whether the platform has made its subscriber.
+TEST_F(NoThread, ForTheTelevisionIsToldAndEndsTheDaemon) {
+    daemon.AddService("epg", {.library = std::string(EXAMPLES) + "libepg.so", .launchType = 1});
+    StartAndWait();
+    ASSERT_EQ(Shell("status-load", "epg"), "State successfully changed to loaded\n");
+    Refuse(0);
+    Send("status-start", "epg");
+    const std::optional<int> status = daemon.WaitForEnd();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(*status == SIGSEGV || *status == SIGABRT) << *status << " (a sanitizer aborts)";
+    EXPECT_TRUE(
+        daemon.WaitForLog(std::string("the thread of the stream cannot be started: ") + REFUSED));
+}
+
+class NoKeyThread : public NoThread {
+protected:
+    NoKeyThread() {
+        daemon.AddService("keys", {.library = "libkeys.so", .launchType = 1});
+        StartAndWait();
+        EXPECT_EQ(Shell("status-load", "keys"), "State successfully changed to loaded\n");
+    }
+
+    VirtualDisplay display;
+};
+
+// The first key that is grabbed goes without; with the next one the library tries again.
+TEST_F(NoKeyThread, ForGrabbedKeysIsToldAndTheKeysBehindItWork) {
+    Refuse(0);
+    EXPECT_EQ(Shell("status-start", "keys"),
+              "Failed to change status. Current service status is loaded\n"
+              "State successfully changed to started\n");
+    EXPECT_TRUE(daemon.WaitForLog(REFUSED));
+    // A key that is pressed before the proxy's thread looks for the first time is nobody's.
+    std::optional<RawClient::Signal> signal;
+    EXPECT_TRUE(WaitUntil([&] {
+        display.Tap("XF86AudioRaiseVolume");
+        signal = listener.Next(std::chrono::seconds(1));
+        return signal.has_value();
+    }));
+    EXPECT_EQ(signal->arguments.at(2), R"({"name":"XF86AudioRaiseVolume"})");
+}
+
+// Nothing that hosted code sees could tell it that no key will come.
+TEST_F(NoKeyThread, ForTheKeyProxyEndsTheDaemon) {
+    Refuse(1);
+    Send("status-start", "keys");
+    EXPECT_EQ(daemon.WaitForEnd(), SIGABRT);
+    EXPECT_TRUE(daemon.WaitForLog(REFUSED));
+}
+
+} // namespace
