@@ -17,6 +17,10 @@ if(HEARTHD_HAS_NO_GNU_UNIQUE)
     target_compile_options(hearthd_settings INTERFACE -fno-gnu-unique)
 endif()
 
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    add_compile_definitions(_FILE_OFFSET_BITS=64) # streams are larger than 2 GiB
+endif()
+
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(hearthd_settings INTERFACE -Wduplicated-cond -Wlogical-op)
 endif()

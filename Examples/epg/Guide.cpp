@@ -4,6 +4,7 @@
 #include <array>
 #include <ctime>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -21,7 +22,7 @@ Json::Value Utc(std::int64_t seconds) {
     const auto time = static_cast<std::time_t>(seconds);
     std::tm parts{};
     std::array<char, 32> text{};
-    if (seconds < 0 || gmtime_r(&time, &parts) == nullptr ||
+    if (seconds < 0 || !std::in_range<std::time_t>(seconds) || gmtime_r(&time, &parts) == nullptr ||
         std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
         return {};
     }

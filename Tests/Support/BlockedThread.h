@@ -19,12 +19,21 @@ inline pid_t ThisThread() {
     return static_cast<pid_t>(syscall(SYS_gettid));
 }
 
+inline bool IsFutex(long call) {
+#ifdef SYS_futex_time64 // where time had 32 bits once
+    if (call == SYS_futex_time64) {
+        return true;
+    }
+#endif
+    return call == SYS_futex;
+}
+
 /// Whether `thread`, one of this process, sleeps on a mutex or a condition within these bytes.
 inline bool IsBlockedIn(pid_t thread, const void* begin, std::size_t size) {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/syscall");
     long number = -1; // the file says "running" while there is no system call
     std::uintptr_t address = 0;
-    if (!(file >> number >> std::hex >> address) || number != SYS_futex) {
+    if (!(file >> number >> std::hex >> address) || !IsFutex(number)) {
         return false;
     }
     const auto first = reinterpret_cast<std::uintptr_t>(begin);

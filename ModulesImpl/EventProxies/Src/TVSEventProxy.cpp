@@ -12,6 +12,9 @@ template class IListenable<tvs_event_args_t>; // its table stands in the executa
 
 template class SubscriptionManager<tvs_event_t, tvs_event_args_t>;
 
+// As a device's library passes them.
+static_assert(sizeof(EProfile) == 4 && sizeof(ESignalType) == 4 && sizeof(TSSignalData) == 8);
+
 TVSEventProxy& TVSEventProxy::Get() {
     static TVSEventProxy instance;
     return instance;

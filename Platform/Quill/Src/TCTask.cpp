@@ -34,7 +34,8 @@ public:
         }
         if (stackKiB != 0) {
             const auto least = static_cast<std::size_t>(sysconf(_SC_THREAD_STACK_MIN));
-            error = pthread_attr_setstacksize(&attributes, std::max(stackKiB * 1024UL, least));
+            const std::size_t size = stackKiB * 1024UL;
+            error = pthread_attr_setstacksize(&attributes, std::max(size, least));
         }
         if (error == 0) {
             error = pthread_create(&m_thread, &attributes, &Thread::Run, this);

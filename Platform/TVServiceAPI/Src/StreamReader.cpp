@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "ServiceLog.h"
+#include "TimeSpec.h"
 
 namespace tvservice {
 
@@ -35,8 +36,7 @@ void StreamReader::SetSource(const SourceSettings& settings) {
 void StreamReader::Wait(int descriptor, Clock::time_point limit) {
     const auto left = limit - Clock::now();
     if (left > Clock::duration::zero()) {
-        const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
-        const timespec timeout{nanoseconds / 1000000000, nanoseconds % 1000000000};
+        const timespec timeout = marrow::base::ToTimeSpec(left);
         pollfd waiting[] = {{m_wake->Number(), POLLIN, 0}, {descriptor, POLLIN, 0}};
         ppoll(waiting, descriptor < 0 ? 1 : 2, &timeout, nullptr); // a signal is as good as a wake
     }

@@ -19,6 +19,8 @@
 #include <system_error>
 #include <utility>
 
+#include "TimeSpec.h"
+
 namespace vconf {
 
 namespace {
@@ -81,10 +83,8 @@ StoreWatch::Noticed StoreWatch::Wait(bool onlyWake) {
         const Clock::time_point limit = onlyWake ? Clock::time_point::max() : m_look;
         timespec timeout{};
         if (limit != Clock::time_point::max()) {
-            const auto left = std::max(Clock::duration::zero(), limit - Clock::now());
-            const auto nanoseconds =
-                std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
-            timeout = {nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
+            timeout =
+                marrow::base::ToTimeSpec(std::max(Clock::duration::zero(), limit - Clock::now()));
         }
         // A negative descriptor is left out.
         std::array<pollfd, 3> waiting{{{m_wake.Number(), POLLIN, 0},

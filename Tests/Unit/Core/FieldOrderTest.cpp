@@ -33,12 +33,12 @@ Names FieldsOf(const std::string& className) {
 }
 
 TEST(FieldOrder, OfRecordAndMonitor) {
+    const std::string number = sizeof(long) == 8 ? "long" : "long long";
+    const std::string time = "std::chrono::time_point<std::chrono::steady_clock, "
+                             "std::chrono::duration<" +
+                             number + ", std::ratio<1, 1000000000>>>";
     EXPECT_EQ(FieldsOf("record_t"),
-              (Names{"std::basic_string<char> tag",
-                     "std::chrono::time_point<std::chrono::steady_clock, "
-                     "std::chrono::duration<long, std::ratio<1, 1000000000>>> start",
-                     "std::chrono::time_point<std::chrono::steady_clock, "
-                     "std::chrono::duration<long, std::ratio<1, 1000000000>>> stop"}));
+              (Names{"std::basic_string<char> tag", time + " start", time + " stop"}));
     EXPECT_EQ(
         FieldsOf("PerformanceMonitor"),
         (Names{"std::mutex m_recordsMutex", "std::map<std::basic_string<char>, record_t> m_records",

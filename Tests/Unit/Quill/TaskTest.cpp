@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <functional>
+#include <limits>
 #include <pthread.h>
 #include <thread>
 
@@ -226,7 +227,7 @@ TEST_F(TaskTest, RefusesASecondThreadAndOneThatNobodyJoins) {
 }
 
 TEST_F(TaskTest, SaysSoWhenTheSystemHasNoThreadToGive) {
-    constexpr unsigned long MORE_THAN_THERE_IS = 1UL << 50U;
+    constexpr unsigned long MORE_THAN_THERE_IS = std::numeric_limits<unsigned long>::max() / 1024;
     EXPECT_FALSE(task.Create("huge", true, MORE_THAN_THERE_IS));
     EXPECT_EQ(LogCapture::CountBeginning(DLOG_ERROR, "task task_tceventio: "), 1);
 }

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+
+// Under 32 bits pwrite and pwrite64 are two functions, and the first would be a name of the second.
+#undef _FILE_OFFSET_BITS
 #include "FileCalls.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <dlfcn.h>
 #include <mutex>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -52,12 +56,13 @@ int Note(Call call, int file) {
     return fails ? state.error : 0;
 }
 
-ssize_t Write(int file, const void* data, std::size_t size, off_t offset) {
+ssize_t Write(int file, const void* data, std::size_t size, off64_t offset) {
+    static const auto write = reinterpret_cast<decltype(&pwrite64)>(dlsym(RTLD_NEXT, "pwrite64"));
     if (const int error = Note(Call::Write, file); error != 0) {
         errno = error;
         return -1;
     }
-    return syscall(SYS_pwrite64, file, data, size, offset);
+    return write(file, data, size, offset);
 }
 
 int Sync(int file, long number) {
