@@ -5,8 +5,8 @@
 #include <sys/types.h>
 
 /// A message bus of the test's own: a dbus-daemon, or where HEARTHD_TEST_BUS is "broker" a
-/// dbus-broker. It ends with this object; while it lives, DBUS_SYSTEM_BUS_ADDRESS names it. One at a
-/// time.
+/// dbus-broker. It ends with this object; while it lives, DBUS_SYSTEM_BUS_ADDRESS names it. One at
+/// a time.
 class PrivateBus {
 public:
     struct Settings {

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "BusRecords.h"
+#include "FreeMemory.h"
 #include "Probe.h"
 #include "QuillLog.h"
 #include "WireText.h"
@@ -34,6 +35,8 @@ constexpr std::size_t MOST_UNWRITTEN = 8U << 20;
 // Microseconds.
 constexpr std::uint64_t LONGEST_STALL = 5000000;
 constexpr std::uint64_t LOOK_INTERVAL = 500000;
+// Of which an allocator may keep more than the process needs.
+constexpr std::size_t MUCH_TRAFFIC = 1U << 20;
 constexpr int LONGEST_STALL_AT_CLOSE = 1000; // milliseconds
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
@@ -228,7 +231,8 @@ int BusConnection::Process(std::vector<Incoming>& out) {
         PrepareToWait(true);
         return 0;
     }
-    const std::size_t full = out.size() + m_batch;
+    const std::size_t before = out.size();
+    const std::size_t full = before + m_batch;
     // Each turn writes all it can, or reads or dispatches one message; the bound keeps sending
     // threads from waiting on a busy connection.
     const std::size_t turns = tooMuch ? 1 : MOST_TURNS;
@@ -239,6 +243,9 @@ int BusConnection::Process(std::vector<Incoming>& out) {
         WriteReplies();
     }
     m_out = nullptr;
+    for (std::size_t i = before; i < out.size(); ++i) {
+        m_traffic += out[i].payload.size();
+    }
     // A message that comes alone is acted on before the bus is asked for a next one.
     m_batch = result == 0 ? 1 : std::min(2 * m_batch, LARGEST_BATCH);
     if (result == 0) {
@@ -275,10 +282,16 @@ void BusConnection::PrepareToWait(bool toWrite) {
     }
     if (m_mayBeUnread) {
         m_pollDeadline = std::min(m_pollDeadline, m_nextLook);
+    } else if (m_traffic >= MUCH_TRAFFIC) {
+        m_traffic = 0;
+        m_returnsMemory = true;
     }
 }
 
 void BusConnection::WaitForWork() {
+    if (std::exchange(m_returnsMemory, false)) {
+        marrow::base::ReturnFreeMemory();
+    }
     timespec timeout{};
     const timespec* limit = nullptr;
     if (m_pollDeadline != NO_DEADLINE) {
@@ -316,6 +329,7 @@ bool BusConnection::WaitForRoom(int milliseconds) {
 }
 
 void BusConnection::NoteOutput(std::size_t size) {
+    m_traffic += size;
     const bool hasOutput = HasOutput();
     if (hasOutput) {
         m_unwritten += size;

@@ -103,7 +103,8 @@ public:
     /// now, or a negative errno value when the connection is gone: -ETIMEDOUT where the bus takes
     /// nothing any more.
     int TakeOut(std::vector<Incoming>& out);
-    /// Waits until TakeOut has work to do or Wake was called. After a TakeOut that answered 0.
+    /// Waits until TakeOut has work to do or Wake was called. After a TakeOut that answered 0. When
+    /// it gets quiet after much traffic, the process's free memory goes back to the system.
     void WaitForWork();
     void Wake();
 
@@ -175,6 +176,7 @@ private:
     int m_unread GUARDED_BY(m_mutex) = 0; // as the kernel counts it, at the last look
     std::uint64_t m_lastRead GUARDED_BY(m_mutex) = 0;
     std::uint64_t m_nextLook GUARDED_BY(m_mutex) = 0;
+    std::size_t m_traffic GUARDED_BY(m_mutex) = 0; // bytes of text, since memory was given back
 
     marrow::base::SpinningMutex m_repliesMutex; // inside m_mutex, where both are held
     std::vector<WaitingReply> m_replies GUARDED_BY(m_repliesMutex);
@@ -184,6 +186,7 @@ private:
     int m_pollDescriptor = -1;
     short m_pollEvents = 0;
     std::uint64_t m_pollDeadline = 0;
+    bool m_returnsMemory = false;
 };
 
 } // namespace Quill

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <malloc.h>
+
+// Of mimalloc, in a program that links it.
+extern "C" [[gnu::weak]] void mi_collect(bool force);
+
+namespace marrow::base {
+
+/// Gives the system back what the allocator keeps of freed memory, as far as the calling thread
+/// can: allocators do so by themselves only while they are asked for more. Takes microseconds, or
+/// after a large burst milliseconds. Any thread.
+inline void ReturnFreeMemory() {
+    if (mi_collect != nullptr) {
+        mi_collect(true);
+    } else {
+        malloc_trim(0);
+    }
+}
+
+} // namespace marrow::base
