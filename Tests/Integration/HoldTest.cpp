@@ -40,6 +40,17 @@ TEST_F(HeldService, InAConstructorHoldsUpTheShellOnTheBusAloneUntilItComesLoose)
     EXPECT_EQ(Call("held", PAYLOAD), PAYLOAD);
 }
 
+TEST_F(HeldService, InAConstructorDoesNotHoldUpAThreadThatHasServedNoCallYet) {
+    daemon.AddService("held", {.library = "libheld.so", .launchType = 1});
+    StartAndWait();
+    Hold("constructor");
+    Caller starting([this] { return Shell("status-start", "held"); });
+    ASSERT_TRUE(IsHeldIn("constructor"));
+    ExpectProbeAnswers();
+    LetGoOf("constructor");
+    EXPECT_EQ(starting.Join(), STARTED);
+}
+
 TEST_F(HeldService, InAStartHoldsUpTheServicesBehindItUntilItComesLoose) {
     daemon.AddService("held", {.library = "libheld.so", .priority = 5});
     daemon.AddService("probe2", {.library = "libprobe2.so"});

@@ -5,6 +5,7 @@
 
 #include "JsonScalar.h"
 #include "JsonText.h"
+#include "PerThread.h"
 
 namespace marrow::msg {
 
@@ -118,7 +119,7 @@ private:
 } // namespace
 
 std::string StyledText(const Json::Value& value, std::size_t enough) {
-    static thread_local JsonText text;
+    auto& text = base::PerThread<JsonText>::Get();
     text.Clear();
     if (!StyledWriter(text, enough).Write(value)) {
         return value.toStyledString();

@@ -114,8 +114,8 @@ BufferedSink::~BufferedSink() {
 }
 
 void BufferedSink::log(const spdlog::details::log_msg& message) {
-    const PerThread<Formatting> formatting(m_pattern);
-    const spdlog::memory_buf_t& line = formatting->Format(message);
+    const spdlog::memory_buf_t& line =
+        marrow::base::PerThread<Formatting>::Get(m_pattern).Format(message);
     const std::scoped_lock lock(m_mutex);
     {
         const BufferAccess access(m_bufferBusy);

@@ -185,11 +185,11 @@ int __dlog_print(int priority, const char* tag, const char* format, ...) {
         return -EINVAL;
     }
 
-    const PerThread<LineMemory> memory;
     va_list arguments;
     va_start(arguments, format);
     int length = 0;
-    const std::string_view text = memory->Format(format, arguments, length);
+    const std::string_view text =
+        marrow::base::PerThread<LineMemory>::Get().Format(format, arguments, length);
     va_end(arguments);
     if (length < 0) {
         return -EINVAL;

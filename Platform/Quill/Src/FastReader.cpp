@@ -9,11 +9,13 @@
 #include <simdjson.h>
 
 #include "ObjectShapes.h"
+#include "PerThread.h"
 
 namespace Quill {
 
 namespace {
 
+using marrow::base::PerThread;
 using simdjson::dom::element;
 using simdjson::dom::element_type;
 
@@ -157,9 +159,8 @@ bool Read(simdjson::dom::parser& parser, std::string_view text, JsonCodec::Root 
         (root == JsonCodec::Root::OBJECT && !found.is_object())) {
         return false;
     }
-    static thread_local Builder builder;
     Json::Value built;
-    if (!builder.Build(found, built)) {
+    if (!PerThread<Builder>::Get().Build(found, built)) {
         return false;
     }
     value.swap(built);
@@ -173,8 +174,7 @@ bool ReadFast(std::string_view text, JsonCodec::Root root, Json::Value& value) {
         simdjson::dom::parser parser;
         return Read(parser, text, root, value);
     }
-    static thread_local simdjson::dom::parser parser;
-    return Read(parser, text, root, value);
+    return Read(PerThread<simdjson::dom::parser>::Get(), text, root, value);
 }
 
 } // namespace Quill

@@ -8,38 +8,49 @@
 #include "FastReader.h"
 #include "JsonScalar.h"
 #include "JsonText.h"
+#include "PerThread.h"
 #include "WireText.h"
 
 namespace Quill::JsonCodec {
 
 namespace {
 
+using marrow::base::JsonText;
+using marrow::base::PerThread;
+
 // What is allowed, what comes of it and how an error reads is JsonCpp's. Its reader and its writer
 // do what the quick ways below leave to them.
 //
 // Readers and writers are slow to make and keep nothing between two texts, so that each thread
 // has its own.
-Json::CharReader& Reader() {
-    static thread_local const std::unique_ptr<Json::CharReader> reader = [] {
+struct Reader {
+    const std::unique_ptr<Json::CharReader> json;
+
+    Reader() : json(Builder().newCharReader()) {}
+
+    static Json::CharReaderBuilder Builder() {
         Json::CharReaderBuilder builder;
         Json::CharReaderBuilder::strictMode(&builder.settings_);
         builder["strictRoot"] = false; // the root's type is checked in Decode
         // The reader counts the values that it is inside of, the innermost one too.
         builder["stackLimit"] = DEEPEST_NESTING + 1;
-        return std::unique_ptr<Json::CharReader>(builder.newCharReader());
-    }();
-    return *reader;
-}
+        return builder;
+    }
+};
 
-Json::StreamWriter& Writer() {
-    static thread_local const std::unique_ptr<Json::StreamWriter> writer = [] {
+struct Writer {
+    const std::unique_ptr<Json::StreamWriter> json;
+    std::ostringstream stream;
+
+    Writer() : json(Builder().newStreamWriter()) {}
+
+    static Json::StreamWriterBuilder Builder() {
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";
         builder["emitUTF8"] = true; // the default loses what stands next to invalid bytes
-        return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
-    }();
-    return *writer;
-}
+        return builder;
+    }
+};
 
 std::string OneLine(std::string text) {
     while (!text.empty() && text.back() == '\n') {
@@ -49,9 +60,7 @@ std::string OneLine(std::string text) {
     return text;
 }
 
-using marrow::base::JsonText;
-
-// Writes values as Writer() does. False where that one is to do it: a value carries a comment,
+// Writes values as Writer does. False where that one is to do it: a value carries a comment,
 // which it would write as well.
 class CompactWriter {
 public:
@@ -116,10 +125,10 @@ private:
 };
 
 std::string EncodeSlowly(const Json::Value& value) {
-    static thread_local std::ostringstream stream;
+    auto& [writer, stream] = PerThread<Writer>::Get();
     stream.str({});
     stream.clear();
-    Writer().write(value, &stream);
+    writer->write(value, &stream);
     return std::move(stream).str();
 }
 
@@ -136,7 +145,8 @@ bool Decode(std::string_view text, Root root, Json::Value& value, std::string& e
     Json::Value decoded;
     std::string problem;
     try {
-        if (!Reader().parse(text.data(), text.data() + text.size(), &decoded, &problem)) {
+        if (!PerThread<Reader>::Get().json->parse(text.data(), text.data() + text.size(), &decoded,
+                                                  &problem)) {
             error = OneLine(std::move(problem));
             return false;
         }
@@ -156,7 +166,7 @@ std::string Encode(const Json::Value& value) {
     if (value.isNull()) {
         return {};
     }
-    static thread_local JsonText text;
+    auto& text = PerThread<JsonText>::Get();
     text.Clear();
     std::string written =
         CompactWriter(text).Write(value) ? std::string(text.Text()) : EncodeSlowly(value);
