@@ -152,6 +152,16 @@ std::optional<int> Daemon::WaitForEnd(std::chrono::seconds limit) {
     return m_status;
 }
 
+std::size_t Daemon::LogSize() const {
+    return fs::file_size(m_folder + "/log") + fs::file_size(m_folder + "/output");
+}
+
+// The daemon writes at the end of each, wherever that is.
+void Daemon::ClearLog() const {
+    fs::resize_file(m_folder + "/log", 0);
+    fs::resize_file(m_folder + "/output", 0);
+}
+
 pid_t Daemon::Pid() const {
     pid_t pid = m_pid;
     pid_t child = m_pid;

@@ -49,6 +49,9 @@ public:
     std::string Output() const; ///< standard output
     bool WaitForLog(const std::string& text, int count = 1) const;
     bool WaitForOutput(const std::string& text, int count = 1) const;
+    std::size_t LogSize() const; ///< of both, in bytes
+    /// Empties both, for those who run it for hours.
+    void ClearLog() const;
 
     /// The daemon's own process, inside its view.
     pid_t Pid() const;

@@ -115,8 +115,9 @@ void RawClient::Send(const std::string& destination, const std::string& subject,
     sd_bus_message* const message = NewCall(m_bus, destination);
     AppendStrings(message, {subject, payload});
     Check(sd_bus_message_set_expect_reply(message, noReply ? 0 : 1), "flag");
-    Check(sd_bus_send(m_bus, message, nullptr), "send");
+    const int result = sd_bus_send(m_bus, message, nullptr);
     sd_bus_message_unref(message);
+    Check(result, "send");
     Check(sd_bus_flush(m_bus), "flush");
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // ThreadSanitizer doesn't see inside GLib, whose mutexes and conditions are futexes of its own: it
-// would take everything that they order for a race. These functions stand ahead of GLib's in the
-// programs of the tsan build, tell the sanitizer what is acquired and released, and leave the work
-// to GLib.
+// would take everything that they order for a race, what goes to the main loop too. These functions
+// stand ahead of GLib's in the programs of the tsan build, tell the sanitizer what is acquired and
+// released, and leave the work to GLib.
 
 #include <dlfcn.h>
 #include <glib.h>
@@ -16,9 +16,33 @@ Function Next(const char* name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
+// What a thread has the main loop call.
+struct MainLoopCall {
+    GSourceFunc function;
+    gpointer data;
+};
+
+gboolean Call(gpointer data) {
+    __tsan_acquire(data);
+    auto* const call = static_cast<MainLoopCall*>(data);
+    const gboolean isToBeCalledAgain = call->function(call->data);
+    if (isToBeCalledAgain == FALSE) {
+        delete call;
+    }
+    return isToBeCalledAgain;
+}
+
 } // namespace
 
 extern "C" {
+
+void g_main_context_invoke(GMainContext* context, GSourceFunc function, gpointer data) {
+    static const auto next =
+        Next<void (*)(GMainContext*, GSourceFunc, gpointer)>("g_main_context_invoke");
+    auto* const call = new MainLoopCall{function, data};
+    __tsan_release(call);
+    next(context, Call, call);
+}
 
 void g_mutex_lock(GMutex* mutex) {
     static const auto next = Next<void (*)(GMutex*)>("g_mutex_lock");
