@@ -176,6 +176,29 @@ TEST_F(Start, EndsWithAManifestValueThatDoesntConvert) {
     EXPECT_EQ(*status, SIGABRT);
 }
 
+TEST_F(Start, IsEndedByASignalWithoutAStopOfItsServices) {
+    daemon.AddService("probe", {.library = "libprobe.so"});
+    StartAndWait();
+    ASSERT_TRUE(daemon.WaitForLog("> started probe"));
+    kill(daemon.Pid(), SIGTERM);
+    EXPECT_EQ(daemon.WaitForEnd(), SIGTERM);
+    EXPECT_EQ(CountOf(daemon.Log(), "> Stopping service"), 0);
+}
+
+TEST_F(Start, AsksThePlatformOnceAndTakesNoNoticeOfItsAnswers) {
+    daemon.SetEnvironment("LD_PRELOAD", HEARTHD_PLATFORM_CALLS);
+    daemon.SetEnvironment("ASAN_OPTIONS", "verify_asan_link_order=0");
+    daemon.AddService("probe", {.library = "libprobe.so"});
+    daemon.Start();
+    ASSERT_TRUE(daemon.WaitForLog("platform: watched with 75\n"));
+    ASSERT_TRUE(daemon.WaitForLog("> started probe"));
+    RawClient client;
+    EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");
+    const std::string log = daemon.Log();
+    EXPECT_EQ(CountOf(log, "platform: "), 2);
+    EXPECT_LT(log.find("platform: must live\n"), log.find("platform: watched"));
+}
+
 TEST_F(Start, TellsTheServiceManagerThatItIsReady) {
     const NotifySocket manager;
     daemon.SetEnvironment("NOTIFY_SOCKET", manager.Path());

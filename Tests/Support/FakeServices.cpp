@@ -9,6 +9,7 @@ FakeFactory& FakeFactory::Get() {
 
 marrow::ser::IService* FakeFactory::CreateIService(marrow::ser::service_info_t info) {
     calls.push_back("create " + info.service_name);
+    onCreate();
     return refused[info.service_name] ? nullptr : &service;
 }
 
@@ -19,4 +20,5 @@ marrow::ser::IServiceProxy* FakeFactory::CreateIServiceProxy(marrow::ser::IServi
 
 void FakeFactory::DeleteIService(marrow::ser::IService* /*service*/) {
     calls.emplace_back("delete");
+    onDelete();
 }

@@ -55,6 +55,8 @@ public:
     std::vector<std::string> calls;
     std::map<std::string, bool> refused; ///< names that don't load
     bool withProxy = true;
+    std::function<void()> onCreate = [] {}; ///< called ahead of each load, and of each deletion
+    std::function<void()> onDelete = [] {};
     FakeService service; ///< what every load yields
     FakeProxy proxy;
 };

@@ -62,6 +62,17 @@ TEST_F(DumpCollectorTest, DropsALineThatComesBehindTheEndOfItsDump) {
     EXPECT_THAT(finished[1].threads[0].lines, ElementsAre("next"));
 }
 
+TEST_F(DumpCollectorTest, BeginsAnotherDumpWhenAThreadComesAgain) {
+    Open(10, 11);
+    Open(10, 12);
+    Open(10, 11); // all threads were asked once more
+    Open(10, 12);
+    collector.Finish();
+    ASSERT_THAT(finished, SizeIs(2));
+    EXPECT_THAT(finished[0].threads, SizeIs(2));
+    EXPECT_THAT(finished[1].threads, SizeIs(2));
+}
+
 TEST_F(DumpCollectorTest, FinishesTheOldestWhereProcessesAreTooMany) {
     const std::uint64_t oldest = Open(1, 1);
     Add(oldest, "kept");

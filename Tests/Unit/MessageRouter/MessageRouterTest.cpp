@@ -2,12 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <new>
 
+#include "BlockedThread.h"
+#include "Caller.h"
 #include "Dlog.h"
+#include "Gate.h"
 #include "IServiceControl.h"
 #include "IServiceManager.h"
 #include "KeepForEver.h"
@@ -38,6 +43,7 @@ struct FakeControl : IServiceControl {
     ServiceState state = ServiceState::STARTED;
     std::shared_ptr<marrow::ser::Worker> worker;
     std::function<TCMessage(const TCMessage&)> onCall = [](const TCMessage& m) { return m; };
+    std::function<void()> onState = [] {};
     int calls = 0;
 
     std::string GetName() override { return "probe"; }
@@ -48,7 +54,10 @@ struct FakeControl : IServiceControl {
     bool Unload() override { return true; }
     bool Start() override { return true; }
     bool Stop() override { return true; }
-    ServiceState GetState() override { return state; }
+    ServiceState GetState() override {
+        onState();
+        return state;
+    }
     std::shared_ptr<marrow::ser::Worker> GetWorker() override { return worker; }
     TCMessage CallAPI(const TCMessage& message) override {
         ++calls;
@@ -67,12 +76,17 @@ struct FakeManager : marrow::mgr::IServiceManager {
     }
 };
 
+// What the router finds under the name "probe".
+void Declare(FakeControl& control) {
+    static ModuleClass<FakeManager> managerClass("FakeManager");
+    ModuleInterface<marrow::mgr::IServiceManager>::AddImpl(&managerClass);
+    FakeManager::services["probe"] = &control;
+}
+
 class MessageRouterTest : public testing::Test {
 protected:
     MessageRouterTest() {
-        static ModuleClass<FakeManager> managerClass("FakeManager");
-        ModuleInterface<marrow::mgr::IServiceManager>::AddImpl(&managerClass);
-        FakeManager::services["probe"] = &control;
+        Declare(control);
         message.subject = "probe";
         message.payload["a"] = 1;
         RunMainLoop();
@@ -148,6 +162,40 @@ TEST_F(MessageRouterTest, EntersEveryMessageAsPendingUntilItHasBeenReceived) {
     router.IfMessageReceived("same sender", &message, &reply, nullptr);
     EXPECT_EQ(Pending(), 1);
     router.IfMessageReceived("same sender", &unknown, &reply, "some_signal");
+    EXPECT_EQ(Pending(), 0);
+}
+
+// A service that is in the middle of a call tells its state only behind it.
+TEST_F(MessageRouterTest, EntersAMessageOnlyOnceItsServiceHasToldItsState) {
+    Gate asked;
+    Gate goOn;
+    control.onState = [&] {
+        asked.Open();
+        goOn.Wait();
+    };
+    Caller transferring([&] { return router.IfTransferMessage("sender", &message, target); });
+    ASSERT_TRUE(asked.Wait());
+    EXPECT_EQ(Pending(), 0);
+    goOn.Open();
+    transferring.Join();
+    EXPECT_EQ(Pending(), 1);
+}
+
+TEST_F(MessageRouterTest, KeepsACallPendingToItsEndAndItsTableOpenMeanwhile) {
+    Gate inside;
+    Gate goOn;
+    control.onCall = [&](const TCMessage& given) {
+        inside.Open();
+        goOn.Wait();
+        return given;
+    };
+    router.IfTransferMessage("sender", &message, target);
+    Caller receiving([&] { return router.IfMessageReceived("sender", &message, &reply, nullptr); });
+    ASSERT_TRUE(inside.Wait());
+    EXPECT_EQ(Pending(), 1);
+    EXPECT_FALSE(receiving.IsDone());
+    goOn.Open();
+    receiving.Join();
     EXPECT_EQ(Pending(), 0);
 }
 
@@ -253,6 +301,44 @@ TEST_F(RouterModule, LeavesTheBusWhenItIsDestroyed) {
     EXPECT_TRUE(client.NameHasOwner(MessageRouter::DBUS_PRIVATE_NAME));
     router->~MessageRouter();
     EXPECT_TRUE(WaitUntil([&] { return !client.NameHasOwner(MessageRouter::DBUS_PRIVATE_NAME); }));
+}
+
+TEST_F(RouterModule, KeepsItsTableAndItsWatchdogWhileAMessageIsUnderWay) {
+    constexpr const char* CLOSING = "Watchdog closing and release read() operation";
+    KeepWorker("APIWatchdog");
+    FakeControl control;
+    Declare(control);
+    control.state = IServiceControl::ServiceState::LOADED; // it stays on the dispatching thread
+    Gate inside;
+    Gate goOn;
+    int closings = -1;
+    control.onCall = [&](const TCMessage& given) {
+        inside.Open();
+        goOn.Wait();
+        closings = LogCapture::Count(DLOG_INFO, CLOSING);
+        return given;
+    };
+    alignas(MessageRouter) static std::array<std::byte, sizeof(MessageRouter)> memory;
+    auto* const router = new (memory.data()) MessageRouter;
+    RunMainLoop();
+    RawClient client;
+    client.Send(MessageRouter::DBUS_PRIVATE_NAME, "probe", "{}");
+    ASSERT_TRUE(inside.Wait());
+    std::atomic<pid_t> destroyer{0};
+    Caller destroying([&] {
+        destroyer = ThisThread();
+        router->~MessageRouter();
+        return true;
+    });
+    // It sleeps until the call has ended; it would go on to the watchdog otherwise.
+    EXPECT_TRUE(WaitUntil([&] {
+        return LogCapture::Count(DLOG_INFO, CLOSING) > 0 ||
+               (destroyer != 0 && IsBlockedIn(destroyer, nullptr, SIZE_MAX));
+    }));
+    goOn.Open();
+    destroying.Join();
+    EXPECT_EQ(closings, 0);
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, CLOSING), 1);
 }
 
 TEST_F(RouterModule, IsOneObjectBehindBothItsInterfaces) {

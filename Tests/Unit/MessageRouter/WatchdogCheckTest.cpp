@@ -3,18 +3,25 @@
 // What the router makes of a process that has crashed.
 
 #include <array>
+#include <atomic>
+#include <dirent.h>
+#include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <string_view>
 
 #include "APIWatchdog.h"
+#include "Caller.h"
 #include "Dlog.h"
+#include "Gate.h"
 #include "IServiceManager.h"
 #include "KeepForEver.h"
 #include "LogCapture.h"
 #include "MessageRouter.h"
 #include "ModuleAccessor.h"
 #include "PrivateBus.h"
+#include "PrivateMember.h"
 #include "Said.h"
 
 namespace {
@@ -22,6 +29,23 @@ namespace {
 using marrow::msg::MessageRouter;
 using Quill::TCMessage;
 using Texts = std::vector<std::string>;
+
+constexpr std::string_view THREADS = "/proc/self/task";
+
+// What holds up whoever looks which threads there are, while this names it.
+struct AtTheThreads {
+    Gate there;
+    Gate goOn;
+};
+std::atomic<AtTheThreads*> s_atTheThreads{nullptr};
+
+struct PendingMutex : PrivateMember<PendingMutex, marrow::base::Mutex MessageRouter::*> {};
+
+} // namespace
+
+template struct ExposeMember<PendingMutex, &MessageRouter::m_pendingMutex>;
+
+namespace {
 
 // What a dump and the cause of one draw.
 const Texts DUMP = {"W API caller crashed", "I Threads dumps"};
@@ -166,6 +190,25 @@ TEST_F(WatchdogCheck, TakesAnyByteWhereAClientsNameHasADot) {
               (Texts{Executed("4711"), Pending("marrow-ser/client PID_4711"), DUMP[0], DUMP[1]}));
 }
 
+// What is printed is what was pending when the threads were asked.
+TEST_F(WatchdogCheck, HoldsTheTableUntilAllThreadsHaveBeenAsked) {
+    Enter({"marrow.ser.client.PID_4711"});
+    AtTheThreads gates;
+    s_atTheThreads = &gates;
+    Caller checking([&] {
+        router.WatchdogCheckCb("4711");
+        return true;
+    });
+    EXPECT_TRUE(gates.there.Wait());
+    s_atTheThreads = nullptr;
+    Caller entering([&] {
+        Enter({"marrow.ser.client.PID_12"});
+        return true;
+    });
+    EXPECT_TRUE(entering.IsBlockedBy(router.*MemberOf(PendingMutex())));
+    gates.goOn.Open();
+}
+
 TEST_F(WatchdogCheck, LeavesThePendingMessagesAsTheyAre) {
     Enter({"marrow.ser.client.PID_4711", "marrow.ser.client.PID_12"});
     const Texts first = SaidOf("4711");
@@ -176,3 +219,14 @@ TEST_F(WatchdogCheck, LeavesThePendingMessagesAsTheyAre) {
 }
 
 } // namespace
+
+// In the place of the C library's, for the whole test process.
+extern "C" DIR* opendir(const char* path) {
+    if (AtTheThreads* const gates = s_atTheThreads; gates != nullptr && path == THREADS) {
+        gates->there.Open();
+        gates->goOn.Wait();
+    }
+    using Call = DIR* (*)(const char*);
+    static const auto next = reinterpret_cast<Call>(dlsym(RTLD_NEXT, "opendir"));
+    return next(path);
+}

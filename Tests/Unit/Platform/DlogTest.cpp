@@ -253,6 +253,21 @@ TEST(Dlog, StillWritesWhatStaticDestructorsSay) {
     EXPECT_NE(text.find("from a static destructor\n"), std::string::npos);
 }
 
+TEST(Dlog, LeavesSignalsToTheProcesssOwnThreads) {
+    Writer writer([] {
+        __dlog_print(DLOG_INFO, "TAG", "the log has a thread from here on");
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGUSR1);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        kill(getpid(), SIGUSR1);
+        int signal = 0;
+        sigwait(&signals, &signal);
+        __dlog_print(DLOG_WARN, "TAG", "it has waited for this thread");
+    });
+    EXPECT_TRUE(writer.WaitFor("it has waited for this thread"));
+}
+
 TEST(Dlog, LeavesASignalAloneThatTheProcessHandles) {
     Writer writer([] {
         std::signal(SIGTERM, [](int) { _exit(7); });

@@ -5,7 +5,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "Dlog.h"
 #include "Gate.h"
@@ -148,6 +150,43 @@ TEST_F(ServerLife, ClosesThoughACallbackWaitsForAnAnswerThatNeverComes) {
     task.Destroy();
 }
 
+// The third call is taken off the bus while the second one's callback waits, and the second while
+// the first one's does.
+TEST_F(ServerLife, DeliversNothingOfItsFormerLifeWhenItIsCreatedAgain) {
+    TestServer peer("test.Peer");
+    peer.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        TCMessage second;
+        second.subject = "second";
+        EXPECT_EQ(peer.SendMessage("test.Server", &second, false, nullptr), 0);
+    };
+    RawClient silent; // takes the call and never looks at it
+    silent.RequestName("test.Silent");
+    Gate waiting;
+    std::vector<std::string> order;
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char*) {
+        order.push_back(message->subject);
+        if (message->subject == "first") {
+            server.SendMessage("test.Peer", message, true, nullptr);
+        } else if (message->subject == "second") {
+            waiting.Open();
+            server.SendMessage("test.Silent", message, true, nullptr);
+        }
+    };
+    server.CreateDBusServer();
+    peer.CreateDBusServer();
+    RawClient client;
+    client.Send("test.Server", "first", "");
+    ASSERT_TRUE(waiting.Wait());
+    client.Send("test.Server", "third", "");
+    client.CallMember("test.Server", "/", "org.freedesktop.DBus.Peer", "Ping", {});
+    server.CloseDBusServer();
+    server.CreateDBusServer();
+    client.Call("test.Server", "fourth", "");
+    client.Call("test.Server", "fifth", "");
+    server.CloseDBusServer();
+    EXPECT_EQ(order, (std::vector<std::string>{"first", "second", "fourth", "fifth"}));
+}
+
 TEST_F(ServerLife, RefusesToBeClosedFromItsOwnCallback) {
     server.onReceived = [&](const char*, const TCMessage*, TCMessage* reply, const char*) {
         server.CloseDBusServer();
@@ -223,6 +262,21 @@ TEST_F(ServerLife, TakesItsNameAndItsSubscriptionsAgainWhenTheBusComesBack) {
     EXPECT_EQ(client.Call("test.Server", "", R"({"a":1})").payload, R"({"a":1})");
     client.SendSignal("news", {"news", "", ""});
     EXPECT_TRUE(heard.Wait());
+}
+
+TEST_F(ServerLife, SaysAtEachLossOfTheBusThatItCannotConnect) {
+    const auto said = [] {
+        return LogCapture::CountBeginning(DLOG_ERROR, "endpoint test.Server: cannot connect");
+    };
+    server.CreateDBusServer();
+    for (int loss = 1; loss <= 2; ++loss) {
+        const int before = said();
+        bus.Kill();
+        EXPECT_TRUE(WaitUntil([&] { return said() > before; })) << loss;
+        bus.Start();
+        ASSERT_TRUE(
+            LogCapture::WaitFor(DLOG_WARN, "endpoint test.Server is on the bus again", loss));
+    }
 }
 
 TEST_F(ServerLife, EndsADeliveryWhoseBusHasGoneAndAnswersNobody) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <string>
 #include <thread>
@@ -167,6 +168,30 @@ TEST_F(ServerSignal, HearsNothingAfterItHasUnsubscribed) {
     server.UnSubscribeSignal(nullptr, "news");
     client.SendSignal("news", {"news", "", ""});
     client.Call("test.Server", "", "");
+    EXPECT_EQ(received, 1);
+}
+
+// Not even what has been taken off the bus already: here while a callback waits for an answer.
+TEST_F(ServerSignal, HearsNothingBehindItsUnsubscribingThatHadComeAheadOfIt) {
+    TestServer peer("test.Peer");
+    std::atomic<int> received{0};
+    Gate unsubscribed;
+    peer.onReceived = [](const char*, const TCMessage* message, TCMessage*, const char*) {
+        EXPECT_EQ(TCServer::SendSignal("test.Peer", "news", message), 0);
+    };
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char* signal) {
+        if (signal != nullptr && ++received == 1) {
+            EXPECT_EQ(server.SendMessage("test.Peer", message, true, nullptr), 0);
+            server.UnSubscribeSignal(nullptr, "news");
+            unsubscribed.Open();
+        }
+    };
+    server.CreateDBusServer();
+    peer.CreateDBusServer();
+    server.SubscribeSignal(nullptr, "news", nullptr, nullptr);
+    client.SendSignal("news", {"news", "", ""});
+    ASSERT_TRUE(unsubscribed.Wait());
+    client.Call("test.Server", "", ""); // its turn comes behind the signal's
     EXPECT_EQ(received, 1);
 }
 

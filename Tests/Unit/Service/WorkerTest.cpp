@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
+#include <pthread.h>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -14,6 +15,7 @@
 #include "DeathTest.h"
 #include "Dlog.h"
 #include "LogCapture.h"
+#include "TCEvent.h"
 #include "Text.h"
 #include "WaitUntil.h"
 #include "WorkerFactory.h"
@@ -72,6 +74,19 @@ TEST(Worker, NamesItsThreadAsItIsToldToWithinTheKernelsLimit) {
     longName.Destroy();
     EXPECT_EQ(names[0], "named");
     EXPECT_EQ(names[1], "a name of many ");
+}
+
+// Hosted code counts on it, whatever the process's own limit is.
+TEST(Worker, HasAStackOfFourMebibytes) {
+    const auto worker = GetWorker("Stack");
+    std::size_t size = 0;
+    ASSERT_TRUE(RunOn(worker, [&] {
+        pthread_attr_t attributes;
+        pthread_getattr_np(pthread_self(), &attributes);
+        pthread_attr_getstacksize(&attributes, &size);
+        pthread_attr_destroy(&attributes);
+    }));
+    EXPECT_EQ(size, std::size_t{4} << 20U);
 }
 
 TEST(Worker, HasNoThreadUntilInitWorker) {
@@ -164,6 +179,31 @@ TEST(Worker, LogsAndOwnsTheJobThatItTakes) {
                                                "][Owning] adds to queue new job[" +
                                                Pointer(address) + "]"),
               1);
+}
+
+TEST(Worker, SendsAJobInAnEventThatSaysNothingElse) {
+    class NotingJob : public Job {
+    public:
+        explicit NotingJob(Quill::TCEvent& event) : Job([] {}), m_event(event) {}
+        bool t_OnEvent(const Quill::TCEvent* event) override {
+            m_event = *event;
+            return Job::t_OnEvent(event);
+        }
+
+    private:
+        Quill::TCEvent& m_event;
+    };
+    const auto worker = GetWorker("Sending");
+    Quill::TCEvent event;
+    event.word = 1;
+    event.byte = 1;
+    Job* job = new NotingJob(event);
+    const Job* const address = job;
+    worker->Do(job);
+    ASSERT_TRUE(RunOn(worker));
+    EXPECT_EQ(event.handler, address);
+    EXPECT_EQ(event.word, 0U);
+    EXPECT_EQ(event.byte, 0);
 }
 
 TEST(Worker, RunsJobsInTheOrderOfDo) {

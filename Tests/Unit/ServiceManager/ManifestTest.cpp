@@ -182,6 +182,13 @@ TEST_F(Manifest, RaisesTheLibrarysExceptionForAValueThatDoesntConvert) {
     }
 }
 
+TEST_F(Manifest, IsSkippedWhereAFolderBearsItsName) {
+    std::filesystem::create_directory(Path("folder.json"));
+    Write("other.json", R"({"other":{}})");
+    EXPECT_EQ(Names(ServiceManager().GetServiceList()), (std::vector<std::string>{"other"}));
+    EXPECT_EQ(LogCapture::Count(DLOG_ERROR, FAILED), 1);
+}
+
 TEST_F(Manifest, MayDeclareANameTwice) {
     Write("one.json", R"({"a":{"priority":1}})");
     Write("two.json", R"({"a":{"priority":2}})");

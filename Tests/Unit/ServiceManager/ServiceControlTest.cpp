@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <chrono>
 #include <gtest/gtest.h>
 
 #include "Caller.h"
@@ -32,7 +33,11 @@ marrow::ser::service_info_t Info() {
 
 struct Records : RecordHandler {
     std::vector<std::string> tags;
-    void handle(record_t record) override { tags.push_back(record.tag); }
+    record_t last;
+    void handle(record_t record) override {
+        tags.push_back(record.tag);
+        last = record;
+    }
 };
 
 struct ControlMutex : PrivateMember<ControlMutex, marrow::base::SpinningMutex ServiceControl::*> {};
@@ -207,6 +212,21 @@ TEST_F(ServiceControlTest, CallsThroughItsProxyAndTimesIt) {
     EXPECT_EQ(records.tags, (std::vector<std::string>{"probe_CALL_API"}));
 }
 
+TEST_F(ServiceControlTest, TimesACallFromBeforeTheProxyIsAskedUntilItHasAnswered) {
+    static Records records; // handlers are never removed
+    PerformanceMonitor::Get().AddRecordHandler(&records);
+    record_t::time_point inside;
+    factory.proxy.onCall = [&](const TCMessage& message) {
+        inside = std::chrono::steady_clock::now();
+        return message;
+    };
+    control.Load();
+    control.Start();
+    control.CallAPI({});
+    EXPECT_LE(records.last.start, inside);
+    EXPECT_GE(records.last.stop, inside);
+}
+
 // Whoever asks meanwhile sleeps on the lock; what needs none doesn't.
 class ServiceControlLock : public ServiceControlTest {
 protected:
@@ -222,6 +242,9 @@ protected:
         EXPECT_TRUE(state.IsBlockedBy(control.*MemberOf(ControlMutex())));
         EXPECT_TRUE(worker.IsBlockedBy(control.*MemberOf(ControlMutex())));
         EXPECT_EQ(control.GetName(), "probe");
+        EXPECT_EQ(control.GetPriority(), 7);
+        EXPECT_TRUE(control.IsAutostart());
+        EXPECT_EQ(control.GetDependencies().size(), 2U);
         goOn.Open();
     }
 
@@ -242,6 +265,17 @@ TEST_F(ServiceControlLock, IsHeldThroughACall) {
     control.Load();
     control.Start();
     ExpectThatEverybodyWaitsFor([&] { control.CallAPI({}); });
+}
+
+TEST_F(ServiceControlLock, IsHeldThroughALoad) {
+    factory.onCreate = [&] { Enter(); };
+    ExpectThatEverybodyWaitsFor([&] { control.Load(); });
+}
+
+TEST_F(ServiceControlLock, IsHeldThroughAnUnload) {
+    factory.onDelete = [&] { Enter(); };
+    control.Load();
+    ExpectThatEverybodyWaitsFor([&] { control.Unload(); });
 }
 
 TEST_F(ServiceControlLock, IsHeldThroughAStart) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <list>
@@ -20,7 +21,11 @@ using State = IServiceControl::ServiceState;
 
 struct Records : RecordHandler {
     std::vector<std::string> tags;
-    void handle(record_t record) override { tags.push_back(record.tag); }
+    std::vector<record_t> all;
+    void handle(record_t record) override {
+        tags.push_back(record.tag);
+        all.push_back(record);
+    }
 };
 
 // Handlers are never removed from the monitor, so that these live as long as the process.
@@ -205,6 +210,24 @@ TEST_F(ServiceManagerTest, StartServiceTimesBothStagesAndSaysThatItHasStarted) {
     EXPECT_EQ(control.GetState(), State::STARTED);
     EXPECT_EQ(records.tags, (std::vector<std::string>{"a_LOAD", "a_START"}));
     EXPECT_EQ(LogCapture::Count(DLOG_INFO, "started a"), 1);
+}
+
+TEST_F(ServiceManagerTest, StartServiceTimesTheLoadAndTheStartEachAsAWhole) {
+    record_t::time_point inLoad;
+    record_t::time_point inStart;
+    factory.onCreate = [&] { inLoad = std::chrono::steady_clock::now(); };
+    factory.service.onStart = [&] {
+        inStart = std::chrono::steady_clock::now();
+        return true;
+    };
+    ServiceControl control({.service_name = "a", .lib_path = "", .dependencies = {}});
+    ServiceManager::StartService(&control);
+    ASSERT_EQ(records.all.size(), 2U);
+    EXPECT_LE(records.all[0].start, inLoad);
+    EXPECT_GE(records.all[0].stop, inLoad);
+    EXPECT_GE(records.all[1].start, records.all[0].stop);
+    EXPECT_LE(records.all[1].start, inStart);
+    EXPECT_GE(records.all[1].stop, inStart);
 }
 
 TEST_F(ServiceManagerTest, StartServiceLeavesAStartedServiceAlone) {

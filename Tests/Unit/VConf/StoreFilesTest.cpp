@@ -55,6 +55,18 @@ TEST_F(StoreFilesTest, ASyncThatWritesNothingIsAFailure) {
     EXPECT_THROW(store.Sync(), StoreError);
 }
 
+TEST_F(StoreFilesTest, ASetBehindASyncThatFailedDoesntWaitForTheDiskEither) {
+    Store store = Open();
+    store.Sync();
+    Execute("DELETE FROM meta WHERE name = 'syncs'");
+    EXPECT_THROW(store.Sync(), StoreError);
+    filecalls::Clear();
+    store.SetInt("db/a", 1);
+    const std::vector<filecalls::Call> calls = filecalls::On("-wal");
+    EXPECT_FALSE(calls.empty());
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), filecalls::Call::Sync), 0);
+}
+
 TEST_F(StoreFilesTest, ItsFilesStayBehindTheLastWhoHadItOpen) {
     Open().SetInt("db/a", 1);
     for (const char* ending : {"", "-wal", "-shm", "-bell"}) {
