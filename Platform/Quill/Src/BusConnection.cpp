@@ -223,11 +223,15 @@ int BusConnection::Process(std::vector<Incoming>& out) {
     if (!LookWhetherBusReads()) {
         return -ETIMEDOUT;
     }
-    if (!HasOutput()) {
+    const bool hasOutput = HasOutput();
+    const bool hasRoom = hasOutput && WaitForRoom(0);
+    if (!hasOutput) {
         m_unwritten = 0;
+    } else if (hasRoom) {
+        m_lastRead = MonotonicMicroseconds();
     }
     const bool tooMuch = m_unwritten > MOST_UNWRITTEN;
-    if (tooMuch && !WaitForRoom(0)) {
+    if (tooMuch && !hasRoom) {
         PrepareToWait(true);
         return 0;
     }
@@ -262,12 +266,16 @@ bool BusConnection::LookWhetherBusReads() {
     if (now < m_nextLook) {
         return true;
     }
-    int unread = 0;
-    ioctl(sd_bus_get_fd(m_bus), SIOCOUTQ, &unread);
-    if (unread < m_unread) {
+    int count = 0;
+    ioctl(sd_bus_get_fd(m_bus), SIOCOUTQ, &count);
+    const auto unread = static_cast<std::size_t>(std::max(count, 0));
+    // The kernel counts more than the text, so that this is no guess: if nothing was read, what was
+    // written is there as well.
+    if (unread < m_unread + m_written) {
         m_lastRead = now;
     }
     m_unread = unread;
+    m_written = 0;
     m_mayBeUnread = unread > 0 || HasOutput();
     m_nextLook = now + LOOK_INTERVAL;
     return !m_mayBeUnread || now - m_lastRead < LONGEST_STALL;
@@ -331,17 +339,21 @@ bool BusConnection::WaitForRoom(int milliseconds) {
 void BusConnection::NoteOutput(std::size_t size) {
     m_traffic += size;
     const bool hasOutput = HasOutput();
-    if (hasOutput) {
-        m_unwritten += size;
-    }
     if (!m_mayBeUnread) {
         m_mayBeUnread = true;
         m_unread = 0;
+        m_written = 0;
         m_lastRead = MonotonicMicroseconds();
         m_nextLook = m_lastRead + LOOK_INTERVAL;
         Wake();
     } else if (hasOutput) {
         Wake();
+    }
+    if (hasOutput) { // of which nobody knows how much is written
+        m_unwritten += size;
+        m_written = 0;
+    } else {
+        m_written += size;
     }
 }
 

@@ -173,7 +173,8 @@ private:
     std::size_t m_unwritten GUARDED_BY(m_mutex) = 0;            // bytes of text, about
     // Of what the bus hasn't read; in microseconds of the monotonic clock.
     bool m_mayBeUnread GUARDED_BY(m_mutex) = false;
-    int m_unread GUARDED_BY(m_mutex) = 0; // as the kernel counts it, at the last look
+    std::size_t m_unread GUARDED_BY(m_mutex) = 0;  // as the kernel counts it, at the last look
+    std::size_t m_written GUARDED_BY(m_mutex) = 0; // bytes of text since then, or fewer
     std::uint64_t m_lastRead GUARDED_BY(m_mutex) = 0;
     std::uint64_t m_nextLook GUARDED_BY(m_mutex) = 0;
     std::size_t m_traffic GUARDED_BY(m_mutex) = 0; // bytes of text, since memory was given back
