@@ -247,18 +247,20 @@ TEST_F(HostilePeers, WhoseMessagesAreAsLargeAsTheBusTakesAreServedAndBeyondThatD
     ASSERT_EQ(message.size(), LIMIT);
     const int calls = Calls();
     ASSERT_TRUE(largest.Write(message));
+    EXPECT_TRUE(largest.WaitForInput(120s));
     EXPECT_TRUE(daemon.WaitForLog(CALLING, calls + 1));
-    EXPECT_TRUE(largest.WaitForInput());
     PeerSocket beyond;
     beyond.Write(beyond.Call(ROUTER, "probe", PayloadOf(LIMIT - around + 1)));
-    EXPECT_TRUE(beyond.WaitForInput());
+    EXPECT_TRUE(beyond.WaitForInput(120s));
     ExpectNothingLeft();
 }
 
 TEST_F(HostilePeers, WhoAskForTheLargestReplyGetItAndBeyondThatAnError) {
     for (int time = 0; time < 1 + TIMES / 10; ++time) {
-        ExpectAnswer("probe", PayloadOf(Quill::WireText::LARGEST_TEXT));
-        EXPECT_EQ(honest.Call(ROUTER, "probe", PayloadOf(Quill::WireText::LARGEST_TEXT + 1)).error,
+        const std::string largest = PayloadOf(Quill::WireText::LARGEST_TEXT);
+        EXPECT_TRUE(honest.Call(ROUTER, "probe", largest, 120s).payload == largest);
+        const std::string beyond = PayloadOf(Quill::WireText::LARGEST_TEXT + 1);
+        EXPECT_EQ(honest.Call(ROUTER, "probe", beyond, 120s).error,
                   "org.freedesktop.DBus.Error.LimitsExceeded");
     }
     ExpectNothingLeft();
