@@ -13,6 +13,12 @@ inline constexpr const char* DELIVERY_FAILED = R"({"return_error":"Delivery fail
 inline constexpr const char* DEBUG_SHELL = "quill.debugshell_C";
 inline constexpr const char* AUTOSTART_DONE = "> ~Worker[Init]";
 
+/// What the debug shell on the bus wants for a function.
+inline std::string ShellRequest(const std::string& function, const std::string& service = {}) {
+    return R"({"org.norvane.services.debugshell.command.tag":"service-command","function":")" +
+           function + R"(","service":")" + service + "\"}";
+}
+
 /// A bus and a daemon; the daemon's log is shown when a test fails.
 class DaemonTest : public testing::Test {
 protected:

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <json/json.h>
 
+#include "ProcessUse.h"
 #include "Program.h"
 #include "WaitUntil.h"
 
@@ -30,10 +31,7 @@ protected:
     }
 
     RawClient::Reply Send(const std::string& function, const std::string& service = {}) {
-        return client.Call(
-            DEBUG_SHELL, "",
-            R"({"org.norvane.services.debugshell.command.tag":"service-command","function":")" +
-                function + R"(","service":")" + service + "\"}");
+        return client.Call(DEBUG_SHELL, "", ShellRequest(function, service));
     }
 
     // The text of the answer.
@@ -42,12 +40,6 @@ protected:
         std::istringstream(Send(function, service).payload) >> payload;
         EXPECT_EQ(payload.getMemberNames(), std::vector<std::string>{"return"});
         return payload["return"].asString();
-    }
-
-    std::ptrdiff_t OpenDescriptors() const {
-        namespace fs = std::filesystem;
-        const fs::path folder = "/proc/" + std::to_string(daemon.Pid()) + "/fd";
-        return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
     }
 
     RawClient client;
@@ -91,13 +83,13 @@ TEST_F(DebugShell, OutlivesAThousandWritersOneAfterTheOther) {
     StartAndWait();
     Shell("printf 'service-command list-services\\n' >$pipe");
     ASSERT_TRUE(daemon.WaitForLog(ANSWER));
-    const std::ptrdiff_t before = OpenDescriptors();
+    const std::ptrdiff_t before = OpenDescriptors(daemon.Pid());
     Shell("i=0; while [ $i -lt 1000 ]; do printf 'service-command nothing\\n' >$pipe; "
           "i=$((i + 1)); done");
     Shell("printf 'service-command list-services-status probe\\n' >$pipe");
     EXPECT_TRUE(daemon.WaitForLog("probe   started\\n"));
     EXPECT_TRUE(daemon.IsRunning());
-    EXPECT_TRUE(WaitUntil([&] { return OpenDescriptors() <= before; }));
+    EXPECT_TRUE(WaitUntil([&] { return OpenDescriptors(daemon.Pid()) <= before; }));
 }
 
 TEST_F(DebugShell, TakesWhatIsThereOfALineWhoseWriterDies) {

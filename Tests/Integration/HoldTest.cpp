@@ -76,11 +76,7 @@ TEST_F(HeldService, InACallHoldsUpTheOthersOnceASecondCallComesForIt) {
     client.Send(ROUTER, "held", PAYLOAD);
     EXPECT_NE(client.Call(ROUTER, "probe", PAYLOAD, std::chrono::seconds(1)).error, "");
     RawClient shell;
-    EXPECT_FALSE(shell
-                     .Call(DEBUG_SHELL, "",
-                           R"({"org.norvane.services.debugshell.command.tag":"service-command",)"
-                           R"("function":"list-services"})")
-                     .payload.empty());
+    EXPECT_FALSE(shell.Call(DEBUG_SHELL, "", ShellRequest("list-services")).payload.empty());
     LetGoOf("call");
     EXPECT_EQ(first.Join(), PAYLOAD);
     ExpectProbeAnswers();

@@ -42,18 +42,7 @@ protected:
         EXPECT_LT(ProcessorTime(daemon.Pid()) - before, std::chrono::milliseconds(500));
     }
 
-    // The number of the descriptor that is open on the debug shell's pipe, where there is one.
-    std::optional<int> PipeDescriptor() const {
-        const fs::path process = "/proc/" + std::to_string(daemon.Pid());
-        for (const int number : Descriptors(daemon.Pid())) {
-            std::error_code gone;
-            const fs::path file = fs::read_symlink(process / "fd" / std::to_string(number), gone);
-            if (file.filename() == "control") {
-                return number;
-            }
-        }
-        return std::nullopt;
-    }
+    std::optional<int> PipeDescriptor() const { return DescriptorOn(daemon.Pid(), "/api/control"); }
 
     std::optional<LowLimit> limit;
 };
@@ -101,9 +90,7 @@ TEST_F(NoDescriptor, ForTheConfigurationIsAFailureUntilThereIsOne) {
     StartAndWait();
     ASSERT_EQ(Shell("status-load", "keeper"), "State successfully changed to loaded\n");
     TakeDescriptors();
-    EXPECT_EQ(Shell("status-start", "keeper"),
-              "Failed to change status. Current service status is loaded\n"
-              "State successfully changed to started\n");
+    EXPECT_EQ(Shell("status-start", "keeper"), STARTED_FROM_LOADED);
     EXPECT_TRUE(daemon.WaitForLog("can't open " + Database()));
     EXPECT_EQ(Set(1), R"({"error":"not kept"})");
     EXPECT_EQ(Call("probe", PAYLOAD), PAYLOAD);
@@ -139,14 +126,14 @@ TEST_F(NoDescriptor, ForTheStacksOfADeadCallersCallLeavesTheCallAlone) {
     if (TypesNeedDescriptors()) {
         GTEST_SKIP() << "the sanitizer needs descriptors for itself";
     }
-    fs::create_directories(daemon.OptUsr() + "/share/crash/core/mincore");
+    fs::create_directories(daemon.CrashFolder());
     StartAndWait();
     ASSERT_TRUE(daemon.WaitForLog("> Watchdog started"));
     client.RequestName("marrow.ser.client.PID_4711");
     client.Send(ROUTER, "probe", R"({"do":"sleep","ms":1500})");
     ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
     TakeDescriptors();
-    std::ofstream(daemon.OptUsr() + "/share/crash/core/mincore/1.a.b.4711.c");
+    std::ofstream(daemon.CrashFolder() + "/1.a.b.4711.c");
     EXPECT_TRUE(daemon.WaitForLog("> Threads dumps"));
     EXPECT_TRUE(daemon.WaitForOutput("probe_CALL_API"));
     EXPECT_EQ(Call("probe", PAYLOAD), PAYLOAD);

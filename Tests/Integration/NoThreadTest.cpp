@@ -5,10 +5,9 @@
 #include "KeeperTest.h"
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <optional>
 
+#include "ThreadRefusals.h"
 #include "VirtualDisplay.h"
 #include "WaitUntil.h"
 
@@ -21,29 +20,21 @@ protected:
     NoThread() {
         daemon.AddService("probe", {.library = "libprobe.so", .launchType = 1});
         daemon.AddService("keeper", {.library = "libkeeper.so", .launchType = 1});
-        daemon.SetEnvironment("LD_PRELOAD", HEARTHD_THREAD_REFUSALS);
-        daemon.SetEnvironment("ASAN_OPTIONS", "verify_asan_link_order=0");
-        daemon.SetEnvironment("HEARTHD_THREAD_REFUSALS", Refusals());
-    }
-
-    std::string Refusals() const { return folder.Path() / "refusals"; }
-    // From here on: so many threads are granted, and the next ones refused.
-    void Refuse(int granted, int refused = 1) const {
-        std::ofstream(Refusals()) << granted << ' ' << refused;
+        daemon.Preload(HEARTHD_THREAD_REFUSALS);
+        daemon.SetEnvironment("HEARTHD_THREAD_REFUSALS", refusals.Path());
     }
 
     // A function of the debug shell that isn't answered.
     void Send(const std::string& function, const std::string& service) {
-        client.Send(DEBUG_SHELL, "",
-                    R"({"org.norvane.services.debugshell.command.tag":"service-command",)"
-                    R"("function":")" +
-                        function + R"(","service":")" + service + "\"}");
+        client.Send(DEBUG_SHELL, "", ShellRequest(function, service));
     }
 
     void ExpectProbeToStart() {
         EXPECT_EQ(Shell("status-start", "probe"), STARTED);
         EXPECT_EQ(Call("probe", PAYLOAD), PAYLOAD);
     }
+
+    const ThreadRefusals refusals;
 };
 
 // In the order in which they are made.
@@ -71,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(ForThe, NoThreadAtTheStart,
                          });
 
 TEST_P(NoThreadAtTheStart, IsToldAndServicesCanBeStartedAndCalled) {
-    Refuse(GetParam());
+    refusals.Refuse(GetParam());
     daemon.Start();
     EXPECT_TRUE(daemon.WaitForLog(std::string(FIRST_THREADS[GetParam()].logged) + REFUSED));
     ASSERT_TRUE(daemon.WaitForOutput("PERFORMANCE MONITOR - tag: INIT "));
@@ -85,10 +76,8 @@ TEST_P(NoThreadAtTheStart, IsToldAndServicesCanBeStartedAndCalled) {
 TEST_F(NoThread, ForChangesOfTheConfigurationIsToldAndTheyComeWhenTheServiceStartsAgain) {
     StartAndWait();
     ASSERT_EQ(Shell("status-load", "keeper"), "State successfully changed to loaded\n");
-    Refuse(0);
-    EXPECT_EQ(Shell("status-start", "keeper"),
-              "Failed to change status. Current service status is loaded\n"
-              "State successfully changed to started\n");
+    refusals.Refuse(0);
+    EXPECT_EQ(Shell("status-start", "keeper"), STARTED_FROM_LOADED);
     EXPECT_TRUE(daemon.WaitForLog(std::string("vconf_notify_key_changed: ") + REFUSED));
     EXPECT_EQ(Set(1), Kept(1));
     EXPECT_EQ(Shell("status-unload", "keeper"), UNLOADED);
@@ -101,7 +90,7 @@ TEST_F(NoThread, ForTheTelevisionIsToldAndEndsTheDaemon) {
     daemon.AddService("epg", {.library = std::string(EXAMPLES) + "libepg.so", .launchType = 1});
     StartAndWait();
     ASSERT_EQ(Shell("status-load", "epg"), "State successfully changed to loaded\n");
-    Refuse(0);
+    refusals.Refuse(0);
     Send("status-start", "epg");
     const std::optional<int> status = daemon.WaitForEnd();
     ASSERT_TRUE(status.has_value());
@@ -123,10 +112,8 @@ protected:
 
 // The first key that is grabbed goes without; with the next one the library tries again.
 TEST_F(NoKeyThread, ForGrabbedKeysIsToldAndTheKeysBehindItWork) {
-    Refuse(0);
-    EXPECT_EQ(Shell("status-start", "keys"),
-              "Failed to change status. Current service status is loaded\n"
-              "State successfully changed to started\n");
+    refusals.Refuse(0);
+    EXPECT_EQ(Shell("status-start", "keys"), STARTED_FROM_LOADED);
     EXPECT_TRUE(daemon.WaitForLog(REFUSED));
     // A key that is pressed before the proxy's thread looks for the first time is nobody's.
     std::optional<RawClient::Signal> signal;
@@ -140,7 +127,7 @@ TEST_F(NoKeyThread, ForGrabbedKeysIsToldAndTheKeysBehindItWork) {
 
 // Nothing that hosted code sees could tell it that no key will come.
 TEST_F(NoKeyThread, ForTheKeyProxyEndsTheDaemon) {
-    Refuse(1);
+    refusals.Refuse(1);
     Send("status-start", "keys");
     EXPECT_EQ(daemon.WaitForEnd(), SIGABRT);
     EXPECT_TRUE(daemon.WaitForLog(REFUSED));

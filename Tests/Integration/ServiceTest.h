@@ -14,6 +14,10 @@ inline constexpr const char* STARTED = "State successfully changed to loaded\n"
 inline constexpr const char* UNLOADED = "State successfully changed to loaded\n"
                                         "State successfully changed to not-load\n";
 
+inline constexpr const char* STARTED_FROM_LOADED =
+    "Failed to change status. Current service status is loaded\n"
+    "State successfully changed to started\n";
+
 /// A daemon, a client of its services, and one who listens to their notifications.
 class ServiceTest : public DaemonTest {
 protected:
@@ -39,12 +43,7 @@ protected:
     // A function of the debug shell.
     std::string Shell(const std::string& function, const std::string& service) {
         Json::Value answer;
-        std::istringstream(client
-                               .Call(DEBUG_SHELL, "",
-                                     R"({"org.norvane.services.debugshell.command.tag":)"
-                                     R"("service-command","function":")" +
-                                         function + R"(","service":")" + service + "\"}")
-                               .payload) >>
+        std::istringstream(client.Call(DEBUG_SHELL, "", ShellRequest(function, service)).payload) >>
             answer;
         return answer["return"].asString();
     }

@@ -186,8 +186,7 @@ TEST_F(Start, IsEndedByASignalWithoutAStopOfItsServices) {
 }
 
 TEST_F(Start, AsksThePlatformOnceAndTakesNoNoticeOfItsAnswers) {
-    daemon.SetEnvironment("LD_PRELOAD", HEARTHD_PLATFORM_CALLS);
-    daemon.SetEnvironment("ASAN_OPTIONS", "verify_asan_link_order=0");
+    daemon.Preload(HEARTHD_PLATFORM_CALLS);
     daemon.AddService("probe", {.library = "libprobe.so"});
     daemon.Start();
     ASSERT_TRUE(daemon.WaitForLog("platform: watched with 75\n"));

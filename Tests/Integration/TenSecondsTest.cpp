@@ -7,6 +7,7 @@
 #include "Caller.h"
 #include "Gate.h"
 #include "Program.h"
+#include "ThreadRefusals.h"
 #include "WaitUntil.h"
 
 namespace {
@@ -42,9 +43,7 @@ TEST_F(TenSeconds, OfAStartAreTakenEachTimeAndTheServiceIsStartedWhenItComesLoos
     ExpectProbeAnswersUntil(TIMEOUT, 2);
     EXPECT_EQ(again.Join(), STILL_LOADED);
     LetGoOf("start");
-    EXPECT_EQ(Shell("status-start", "held"),
-              "Failed to change status. Current service status is loaded\n"
-              "State successfully changed to started\n");
+    EXPECT_EQ(Shell("status-start", "held"), STARTED_FROM_LOADED);
     EXPECT_EQ(Call("held", PAYLOAD), PAYLOAD);
 }
 
@@ -82,13 +81,11 @@ TEST_F(TenSeconds, AreNoLimitForACallFromTheBusAndItsAnswerComesHoweverLate) {
 // Without its thread a service can't start; a new one is asked for when it is loaded anew.
 TEST_F(TenSeconds, OfAServiceWhoseThreadIsRefusedEndInAFailureAndItIsWellWhenLoadedAgain) {
     daemon.AddService("held", {.library = "libheld.so", .launchType = 1});
-    const TemporaryFolder folder;
-    const std::string refusals = folder.Path() / "refusals";
-    daemon.SetEnvironment("LD_PRELOAD", HEARTHD_THREAD_REFUSALS);
-    daemon.SetEnvironment("ASAN_OPTIONS", "verify_asan_link_order=0");
-    daemon.SetEnvironment("HEARTHD_THREAD_REFUSALS", refusals);
+    const ThreadRefusals refusals;
+    daemon.Preload(HEARTHD_THREAD_REFUSALS);
+    daemon.SetEnvironment("HEARTHD_THREAD_REFUSALS", refusals.Path());
     StartAndWait();
-    std::ofstream(refusals) << "0 1";
+    refusals.Refuse(0);
     Caller starting([this] { return Shell("status-start", "held"); });
     ASSERT_TRUE(daemon.WaitForLog("task held_tceventio: cannot start a thread: Resource "
                                   "temporarily unavailable"));

@@ -33,10 +33,8 @@ protected:
             {{"probe", {.library = "libprobe.so"}}, {"probe2", {.library = "libprobe2.so"}}});
     }
 
-    fs::path CrashFolder() const { return daemon.OptUsr() + "/share/crash/core/mincore"; }
-
     void LeaveCrashFile(const std::string& pid, int number = 1) const {
-        std::ofstream(CrashFolder() /
+        std::ofstream(fs::path(daemon.CrashFolder()) /
                       ("17322" + std::to_string(number) + ".client.x86_64." + pid + ".coredump"));
     }
 
@@ -49,7 +47,7 @@ protected:
 
     // Starts the daemon with the folder of crash files there and watched.
     void StartWatching() {
-        fs::create_directories(CrashFolder());
+        fs::create_directories(daemon.CrashFolder());
         StartAndWait();
         ASSERT_TRUE(daemon.WaitForLog("> Watchdog started"));
     }

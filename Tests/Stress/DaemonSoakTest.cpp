@@ -93,7 +93,7 @@ protected:
     // Of what is limited in number.
     struct Use {
         std::ptrdiff_t descriptors;
-        int threads;
+        std::size_t threads;
         bool operator==(const Use&) const = default;
     };
 
@@ -143,7 +143,7 @@ protected:
         Use use{};
         int looks = 0;
         EXPECT_TRUE(WaitUntil([&] {
-            const Use now{OpenDescriptors(daemon.Pid()), ThreadsOf(daemon.Pid())};
+            const Use now{OpenDescriptors(daemon.Pid()), CountThreadsOf(daemon.Pid())};
             looks = now == use ? looks + 1 : 0;
             use = now;
             return looks == 100;

@@ -59,7 +59,7 @@ protected:
         for (const char* name : {"probe", "probe2", "probe3", "probe4"}) {
             daemon.AddService(name, {.library = std::string("lib") + name + ".so"});
         }
-        fs::create_directories(CrashFolder());
+        fs::create_directories(daemon.CrashFolder());
         daemon.SetEnvironment("DLOG_LEVEL", logLevel);
         daemon.Start();
         // What is made at the first use is there before anything is measured.
@@ -71,8 +71,6 @@ protected:
         m_memory = AnonymousMemory(daemon.Pid());
         m_descriptors = OpenDescriptors(daemon.Pid());
     }
-
-    fs::path CrashFolder() const { return daemon.OptUsr() + "/share/crash/core/mincore"; }
 
     void ExpectAnswer(const char* service = "probe2", const std::string& payload = SMALL) {
         EXPECT_TRUE(honest.Call(ROUTER, service, payload).payload == payload);
@@ -341,7 +339,8 @@ TEST_F(HostilePeers, WhoseNamesAreAlmostThoseOfClientsComeToNothingButLogLines) 
         ASSERT_TRUE(daemon.WaitForLog("> Calling [" + service + "] API", 2));
     }
     for (const char* pid : {"12", "13"}) { // the second is looked at after the first is done with
-        std::ofstream(CrashFolder() / ("173221.client.x86_64." + std::string(pid) + ".coredump"));
+        std::ofstream(fs::path(daemon.CrashFolder()) /
+                      ("173221.client.x86_64." + std::string(pid) + ".coredump"));
     }
     ASSERT_TRUE(daemon.WaitForLog("> Watchdog callback executed for 13"));
     for (const auto& [name, service] : services) {

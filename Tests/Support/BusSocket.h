@@ -24,13 +24,12 @@ public:
     /// Hangs up; from any thread.
     void Shutdown() const;
 
-    /// Reads away what has come so far.
-    void Drain() const;
     /// Waits until there is something to read, or the bus has closed the connection.
     bool WaitForInput(std::chrono::seconds limit = std::chrono::seconds(20)) const;
 
 private:
     void ReadLine() const;
+    void Drain() const;
 
     marrow::base::FileDescriptor m_socket;
     std::uint32_t m_serial = 0;

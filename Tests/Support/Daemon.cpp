@@ -94,6 +94,11 @@ void Daemon::SetEnvironment(const std::string& name, const std::string& value) {
     m_environment[name] = value;
 }
 
+void Daemon::Preload(const std::string& library) {
+    SetEnvironment("LD_PRELOAD", library);
+    SetEnvironment("ASAN_OPTIONS", "verify_asan_link_order=0"); // which wants to be the first one
+}
+
 void Daemon::SetLauncher(const std::vector<std::string>& words) {
     m_launcher = words;
 }

@@ -34,6 +34,9 @@ public:
     void RemovePipe();
     void SetEnvironment(const std::string& name, const std::string& value);
 
+    /// A library for LD_PRELOAD, which has been built without the sanitizers' code.
+    void Preload(const std::string& library);
+
     /// A command that runs the view, as its own arguments.
     void SetLauncher(const std::vector<std::string>& words);
 
@@ -58,6 +61,8 @@ public:
     /// What is seen as /dev/hang_beacon in the daemon's view, and as /opt/usr.
     std::string Device() const { return m_folder + "/hang_beacon"; }
     std::string OptUsr() const { return m_folder + "/opt-usr"; }
+    /// Where it watches for crash files.
+    std::string CrashFolder() const { return OptUsr() + "/share/crash/core/mincore"; }
     /// The debug shell's pipe, as it is seen outside of the daemon's view.
     std::string Pipe() const { return m_app + "/api/control"; }
 

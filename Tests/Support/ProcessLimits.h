@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <chrono>
-#include <cstddef>
-#include <set>
 #include <sys/resource.h>
 #include <sys/types.h>
 
@@ -21,10 +18,5 @@ private:
     rlimit m_before{};
 };
 
-/// The numbers of its open descriptors.
-std::set<int> Descriptors(pid_t process);
-/// With this limit it gets no further one, and keeps those that it has.
+/// With this limit a process gets no further descriptor, and keeps those that it has.
 rlim_t LowestFreeDescriptor(pid_t process);
-std::size_t CountThreadsOf(pid_t process);
-/// What its threads have used of the processors so far, those left out that have ended.
-std::chrono::nanoseconds ProcessorTime(pid_t process);

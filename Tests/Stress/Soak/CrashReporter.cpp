@@ -20,8 +20,8 @@ constexpr const char* NO_CRASH_FILE = "File does not contain pattern we want to 
 } // namespace
 
 CrashReporter::CrashReporter(Daemon& daemon, unsigned seed, const BusTimes& times, Moves& moves)
-    : BusActor("crash reporter", seed, times), m_daemon(daemon),
-      m_folder(daemon.OptUsr() + "/share/crash/core/mincore"), m_moves(moves) {
+    : BusActor("crash reporter", seed, times), m_daemon(daemon), m_folder(daemon.CrashFolder()),
+      m_moves(moves) {
     fs::create_directories(m_folder);
 }
 

@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <mutex>
 #include <shared_mutex>
 #include <sstream>
@@ -13,12 +12,11 @@
 #include <unistd.h>
 
 #include "FileDescriptor.h"
+#include "ProcessUse.h"
 #include "ServiceTest.h"
 #include "WaitUntil.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 const char* FunctionFor(bool isStart) {
     return isStart ? "status-start" : "status-unload";
@@ -85,19 +83,10 @@ void Loader::OrderByPipe(RawClient& client, Goal goal, const std::string& servic
     }
 }
 
-bool Loader::IsPipeRead() const {
-    const fs::path folder = "/proc/" + std::to_string(m_daemon.Pid()) + "/fd";
-    const fs::directory_iterator descriptors(folder);
-    return std::any_of(begin(descriptors), end(descriptors), [](const auto& descriptor) {
-        std::error_code closed; // meanwhile
-        return fs::read_symlink(descriptor, closed).string().ends_with("/api/control");
-    });
-}
-
 // What is written while the daemon is about to close the pipe, behind the writer before, is lost.
 void Loader::WriteToPipe(const std::string& line) const {
     const bool isWritten = WaitUntil([&] {
-        if (IsPipeRead()) {
+        if (DescriptorOn(m_daemon.Pid(), "/api/control")) {
             return false;
         }
         const marrow::base::FileDescriptor pipe(
@@ -111,10 +100,7 @@ void Loader::WriteToPipe(const std::string& line) const {
 
 std::string Loader::Ask(RawClient& client, const std::string& function,
                         const std::string& service) {
-    const RawClient::Reply reply = client.Call(
-        DEBUG_SHELL, "",
-        R"({"org.norvane.services.debugshell.command.tag":"service-command","function":")" +
-            function + R"(","service":")" + service + "\"}");
+    const RawClient::Reply reply = client.Call(DEBUG_SHELL, "", ShellRequest(function, service));
     if (!reply.error.empty()) {
         throw std::runtime_error(function + " " + service + ": " + reply.error);
     }

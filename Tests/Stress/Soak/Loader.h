@@ -33,7 +33,6 @@ private:
     void Order(RawClient& client, Goal goal, const std::string& service);
     void OrderByBus(RawClient& client, Goal goal, const std::string& service);
     void OrderByPipe(RawClient& client, Goal goal, const std::string& service);
-    bool IsPipeRead() const;
     void WriteToPipe(const std::string& line) const;
     static std::string Ask(RawClient& client, const std::string& function,
                            const std::string& service);

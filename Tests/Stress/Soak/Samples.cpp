@@ -3,36 +3,8 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <unistd.h>
 
 #include "ProcessUse.h"
-
-namespace {
-
-// User's and system's, the 14th and 15th field; the name, the second one, has no blank here.
-double ProcessorTime(pid_t process) {
-    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
-    std::string skipped;
-    for (int field = 1; field < 14; ++field) {
-        stat >> skipped;
-    }
-    double user = 0;
-    double system = 0;
-    stat >> user >> system;
-    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-} // namespace
-
-int ThreadsOf(pid_t process) {
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string word; status >> word;) {
-        if (int threads = 0; word == "Threads:" && status >> threads) {
-            return threads;
-        }
-    }
-    return 0;
-}
 
 Samples::Samples(const std::string& file) : m_file(file) {
     if (!m_file) {
@@ -46,8 +18,9 @@ void Samples::Take(pid_t process, double calls, double logBytes) {
     const Sample sample{.seconds = since.count(),
                         .memory = static_cast<double>(AnonymousMemory(process)) / (1 << 20),
                         .descriptors = static_cast<double>(OpenDescriptors(process)),
-                        .threads = static_cast<double>(ThreadsOf(process)),
-                        .processorTime = ProcessorTime(process),
+                        .threads = static_cast<double>(CountThreadsOf(process)),
+                        .processorTime =
+                            std::chrono::duration<double>(ProcessorTime(process)).count(),
                         .calls = calls,
                         .log = logBytes / 1024};
     m_samples.push_back(sample);

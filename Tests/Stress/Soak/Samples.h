@@ -38,6 +38,3 @@ private:
     std::ofstream m_file;
     std::vector<Sample> m_samples;
 };
-
-/// How many threads a process has; 0 where it has ended.
-int ThreadsOf(pid_t process);

@@ -5,15 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 
 #include "Dlog.h"
 #include "LogCapture.h"
 #include "PrivateBus.h"
 #include "RawClient.h"
 #include "RunMainLoop.h"
-#include "TemporaryFolder.h"
 #include "TestServer.h"
+#include "ThreadRefusals.h"
 #include "WaitUntil.h"
 
 namespace {
@@ -25,20 +24,20 @@ constexpr const char* PAYLOAD = R"({"a":1})";
 class ServerNoThread : public testing::Test {
 protected:
     ServerNoThread() {
-        setenv("HEARTHD_THREAD_REFUSALS", (folder.Path() / "refusals").c_str(), 1);
+        setenv("HEARTHD_THREAD_REFUSALS", refusals.Path().c_str(), 1);
         Refuse(100);
         LogCapture::Clear();
     }
     ~ServerNoThread() override { unsetenv("HEARTHD_THREAD_REFUSALS"); }
 
-    void Refuse(int threads) const { std::ofstream(folder.Path() / "refusals") << "0 " << threads; }
+    void Refuse(int threads) const { refusals.Refuse(0, threads); }
 
     static bool IsAnswered() {
         RawClient client;
         return client.Call("test.Server", "", PAYLOAD, std::chrono::seconds(1)).payload == PAYLOAD;
     }
 
-    TemporaryFolder folder;
+    ThreadRefusals refusals;
     PrivateBus bus;
     TestServer server;
 };

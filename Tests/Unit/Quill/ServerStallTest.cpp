@@ -35,6 +35,14 @@ protected:
             [&] { return client.Call("test.Server", "", R"({"a":1})").payload == R"({"a":1})"; }));
     }
 
+    // With a bus that is paused.
+    void ExpectLossAndReturn() {
+        EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, LOST));
+        bus.Continue();
+        EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, BACK));
+        ExpectAnswer();
+    }
+
     // More than the socket holds, which sd-bus asks for 8 MiB.
     void SendSignals() {
         TCMessage message;
@@ -55,10 +63,7 @@ TEST_F(ServerStall, IsLostWithABusThatHangsAndBackWithIt) {
     ASSERT_TRUE(server.CreateDBusServer());
     bus.Pause();
     SendSignals();
-    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, LOST));
-    bus.Continue();
-    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, BACK));
-    ExpectAnswer();
+    ExpectLossAndReturn();
 }
 
 TEST_F(ServerStall, IsLostThoughTheSocketHasRoomForMore) {
@@ -66,10 +71,7 @@ TEST_F(ServerStall, IsLostThoughTheSocketHasRoomForMore) {
     bus.Pause();
     const TCMessage message;
     EXPECT_EQ(TestServer::SendSignal("test.Server", "Small", &message), 0);
-    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, LOST));
-    bus.Continue();
-    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, BACK));
-    ExpectAnswer();
+    ExpectLossAndReturn();
 }
 
 TEST_F(ServerStall, LosesNothingWhereTheBusGoesOnInTime) {
