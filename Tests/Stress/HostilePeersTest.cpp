@@ -41,10 +41,9 @@ constexpr std::size_t SHARE = 4 * LARGE / TIMES;
 // Longer than the log may keep the line that tells of the call (200 ms).
 constexpr const char* BUSY = R"({"do":"sleep","ms":400})";
 constexpr const char* CALLING = "> Calling [probe] API";
-// A tenth of so small a daemon is less than what the heaps of its threads keep of the last
-// messages: 4 MiB as a rule, and up to 47 MiB have been seen of 85 MiB that came at once. It is a
-// mark that they come up to, after hundreds of messages and after thousands.
-constexpr std::size_t KEPT = 72UL << 20;
+// It comes back to within a tenth as a rule, and to within 3 MiB where many connections at once have
+// made the tables of the daemon and of the bus library grow.
+constexpr std::size_t KEPT = 4UL << 20;
 
 std::string PayloadOf(std::size_t size) {
     const std::string around = R"({"a":""})";

@@ -9,8 +9,9 @@ extern "C" [[gnu::weak]] void mi_collect(bool force);
 namespace marrow::base {
 
 /// Gives the system back what the allocator keeps of freed memory, as far as the calling thread
-/// can: allocators do so by themselves only while they are asked for more. Takes microseconds, or
-/// after a large burst milliseconds. Any thread.
+/// can: allocators do so by themselves only while they are asked for more, so that a thread's own
+/// part of a burst would stay for as long as it sleeps. Takes microseconds, or after a large burst
+/// milliseconds. Any thread.
 inline void ReturnFreeMemory() {
     if (mi_collect != nullptr) {
         mi_collect(true);

@@ -18,6 +18,7 @@
 #include "FreeMemory.h"
 #include "Probe.h"
 #include "QuillLog.h"
+#include "TimeSpec.h"
 #include "WireText.h"
 
 namespace Quill {
@@ -35,8 +36,7 @@ constexpr std::size_t MOST_UNWRITTEN = 8U << 20;
 // Microseconds.
 constexpr std::uint64_t LONGEST_STALL = 5000000;
 constexpr std::uint64_t LOOK_INTERVAL = 500000;
-// Of which an allocator may keep more than the process needs.
-constexpr std::size_t MUCH_TRAFFIC = 1U << 20;
+constexpr std::uint64_t QUIET = 1000000;
 constexpr int LONGEST_STALL_AT_CLOSE = 1000; // milliseconds
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
@@ -247,9 +247,7 @@ int BusConnection::Process(std::vector<Incoming>& out) {
         WriteReplies();
     }
     m_out = nullptr;
-    for (std::size_t i = before; i < out.size(); ++i) {
-        m_traffic += out[i].payload.size();
-    }
+    m_isTidy = m_isTidy && out.size() == before;
     // A message that comes alone is acted on before the bus is asked for a next one.
     m_batch = result == 0 ? 1 : std::min(2 * m_batch, LARGEST_BATCH);
     if (result == 0) {
@@ -289,32 +287,31 @@ void BusConnection::PrepareToWait(bool toWrite) {
         m_pollDeadline = NO_DEADLINE;
     }
     if (m_mayBeUnread) {
+        m_isTidy = false;
         m_pollDeadline = std::min(m_pollDeadline, m_nextLook);
-    } else if (m_traffic >= MUCH_TRAFFIC) {
-        m_traffic = 0;
-        m_returnsMemory = true;
+    } else if (!m_isTidy) {
+        m_pollDeadline = std::min(m_pollDeadline, MonotonicMicroseconds() + QUIET);
     }
 }
 
 void BusConnection::WaitForWork() {
-    if (std::exchange(m_returnsMemory, false)) {
-        marrow::base::ReturnFreeMemory();
-    }
     timespec timeout{};
     const timespec* limit = nullptr;
     if (m_pollDeadline != NO_DEADLINE) {
         const std::uint64_t now = MonotonicMicroseconds();
-        const std::uint64_t left = m_pollDeadline > now ? m_pollDeadline - now : 0;
-        timeout.tv_sec = static_cast<time_t>(left / 1000000U);
-        timeout.tv_nsec = static_cast<long>(left % 1000000U * 1000U);
+        timeout = marrow::base::ToTimeSpec(
+            std::chrono::microseconds(m_pollDeadline > now ? m_pollDeadline - now : 0));
         limit = &timeout;
     }
     std::array<pollfd, 2> descriptors{pollfd{m_pollDescriptor, m_pollEvents, 0},
                                       pollfd{m_wakeDescriptor, POLLIN, 0}};
-    if (ppoll(descriptors.data(), descriptors.size(), limit, nullptr) > 0 &&
-        descriptors[1].revents != 0) {
+    const int ready = ppoll(descriptors.data(), descriptors.size(), limit, nullptr);
+    if (ready > 0 && descriptors[1].revents != 0) {
         eventfd_t count = 0;
         eventfd_read(m_wakeDescriptor, &count);
+    } else if (ready == 0 && !m_isTidy) {
+        m_isTidy = true;
+        marrow::base::ReturnFreeMemory();
     }
 }
 
@@ -337,7 +334,6 @@ bool BusConnection::WaitForRoom(int milliseconds) {
 }
 
 void BusConnection::NoteOutput(std::size_t size) {
-    m_traffic += size;
     const bool hasOutput = HasOutput();
     if (!m_mayBeUnread) {
         m_mayBeUnread = true;
@@ -481,9 +477,7 @@ int BusConnection::SendCall(sd_bus_message* message, std::size_t size, OutgoingC
         m_calls.pop_back();
         return result;
     }
-    NoteOutput(size);
-    // The poller's time limit doesn't know of this call's, so it looks again in any case.
-    Wake();
+    NoteOutput(size); // and so, the poller sees this call's time limit at its next look
     return 0;
 }
 

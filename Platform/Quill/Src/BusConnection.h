@@ -104,7 +104,7 @@ public:
     /// nothing any more.
     int TakeOut(std::vector<Incoming>& out);
     /// Waits until TakeOut has work to do or Wake was called. After a TakeOut that answered 0. When
-    /// it gets quiet after much traffic, the process's free memory goes back to the system.
+    /// it gets quiet, free memory goes back to the system.
     void WaitForWork();
     void Wake();
 
@@ -177,7 +177,6 @@ private:
     std::size_t m_written GUARDED_BY(m_mutex) = 0; // bytes of text since then, or fewer
     std::uint64_t m_lastRead GUARDED_BY(m_mutex) = 0;
     std::uint64_t m_nextLook GUARDED_BY(m_mutex) = 0;
-    std::size_t m_traffic GUARDED_BY(m_mutex) = 0; // bytes of text, since memory was given back
 
     marrow::base::SpinningMutex m_repliesMutex; // inside m_mutex, where both are held
     std::vector<WaitingReply> m_replies GUARDED_BY(m_repliesMutex);
@@ -187,7 +186,7 @@ private:
     int m_pollDescriptor = -1;
     short m_pollEvents = 0;
     std::uint64_t m_pollDeadline = 0;
-    bool m_returnsMemory = false;
+    bool m_isTidy = true; // since the last message has memory been given back
 };
 
 } // namespace Quill

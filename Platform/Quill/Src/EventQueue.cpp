@@ -1,11 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "EventQueue.h"
 
+#include <chrono>
+
+#include "FreeMemory.h"
 #include "TCHandler.h"
 
 namespace Quill {
 
 using marrow::base::MutexLock;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto QUIET = 1s;
+
+} // namespace
 
 EventQueue::EventQueue(const char* name) : m_name(name == nullptr ? "" : name) {}
 
@@ -37,12 +47,24 @@ bool EventQueue::TakeBatch() {
         if (m_closed) {
             return false;
         }
-        m_sleeping = true;
-        m_wake.Wait(m_mutex);
+        Sleep();
     }
-    m_sleeping = false;
+    m_isTidy = false;
     m_waiting.swap(m_batch);
     return true;
+}
+
+void EventQueue::Sleep() {
+    m_sleeping = true;
+    if (m_isTidy) {
+        m_wake.Wait(m_mutex);
+    } else if (!m_wake.WaitUntil(m_mutex, std::chrono::steady_clock::now() + QUIET)) {
+        m_isTidy = true;
+        m_mutex.unlock();
+        marrow::base::ReturnFreeMemory();
+        m_mutex.lock();
+    }
+    m_sleeping = false;
 }
 
 void EventQueue::Serve() {

@@ -14,7 +14,8 @@ namespace Quill {
 // Pushing appends to m_waiting under the mutex and wakes the serving thread only when that thread
 // said it sleeps. The serving thread swaps the whole of m_waiting against its own, empty m_batch
 // and works through that without the lock. Both vectors keep their capacity, so that a queue which
-// is warm allocates nothing per event.
+// is warm allocates nothing per event. When a second passes without an event, the serving thread
+// gives back what memory its last ones took.
 class EventQueue {
 public:
     explicit EventQueue(const char* name);
@@ -34,6 +35,8 @@ public:
 private:
     /// Waits for events and swaps them into m_batch; false when the queue is closed and empty.
     bool TakeBatch();
+    /// May wake for no reason.
+    void Sleep() REQUIRES(m_mutex);
 
     const std::string m_name;
 
@@ -43,7 +46,9 @@ private:
     bool m_sleeping GUARDED_BY(m_mutex) = false;
     bool m_closed GUARDED_BY(m_mutex) = false;
 
-    std::vector<TCEvent> m_batch; // the serving thread's own
+    // The serving thread's own.
+    std::vector<TCEvent> m_batch;
+    bool m_isTidy = true; // since the last event has memory been given back
 };
 
 } // namespace Quill

@@ -6,15 +6,22 @@
 #include <atomic>
 #include <functional>
 #include <limits>
+#include <list>
+#include <memory>
 #include <pthread.h>
+#include <string>
 #include <thread>
+#include <unistd.h>
 
 #include "AllocationCount.h"
+#include "DeathTest.h"
 #include "Dlog.h"
 #include "Gate.h"
 #include "LogCapture.h"
+#include "ProcessUse.h"
 #include "TCEvent.h"
 #include "TCTask.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -291,6 +298,29 @@ TEST_F(TaskTest, TakesEventsOfManyThreadsAtOnceAndLosesNone) {
         sender.join();
     }
     EXPECT_TRUE(done.Wait());
+}
+
+TEST_F(TaskTest, GivesTheSystemItsMemoryBackWhenItGetsQuiet) {
+    if (UNDER_SANITIZER) {
+        GTEST_SKIP() << "the sanitizer keeps what is freed";
+    }
+    constexpr std::size_t MEBIBYTE = 1U << 20;
+    Create();
+    std::unique_ptr<std::string> last; // behind all others, so that none is given back as it goes
+    std::size_t taken = 0;
+    Gate done;
+    Post(task, [&] {
+        std::list<std::string> many;
+        for (std::size_t size = 0; size < 32 * MEBIBYTE; size += 1024) {
+            many.emplace_back(1024, 'x');
+        }
+        last = std::make_unique<std::string>(1024, 'x');
+        many.clear();
+        taken = AnonymousMemory(getpid());
+        done.Open();
+    });
+    ASSERT_TRUE(done.Wait());
+    EXPECT_TRUE(WaitUntil([&] { return AnonymousMemory(getpid()) + 24 * MEBIBYTE < taken; }));
 }
 
 TEST_F(TaskTest, AllocatesNothingPerEventOnceItIsWarm) {
