@@ -41,8 +41,8 @@ constexpr std::size_t SHARE = 4 * LARGE / TIMES;
 // Longer than the log may keep the line that tells of the call (200 ms).
 constexpr const char* BUSY = R"({"do":"sleep","ms":400})";
 constexpr const char* CALLING = "> Calling [probe] API";
-// It comes back to within a tenth as a rule, and to within 3 MiB where many connections at once have
-// made the tables of the daemon and of the bus library grow.
+// Memory comes back to within a tenth as a rule, and to within 3 MiB where many connections at once
+// have made the tables of the daemon and of the bus library grow.
 constexpr std::size_t KEPT = 4UL << 20;
 
 std::string PayloadOf(std::size_t size) {
