@@ -101,8 +101,7 @@ private:
     std::vector<Incoming> m_backlog;
     bool m_hasWaited = false; // for the main loop
     std::chrono::milliseconds m_pause = FIRST_PAUSE;
-    bool m_announced = false;
-    std::string m_trouble; // what has been told of the present outage
+    std::string m_trouble; // what has been told of the present outage; empty without one
 };
 
 } // namespace Quill

@@ -104,7 +104,6 @@ bool Endpoint::Connect() {
         }
     }
     if (connection == nullptr || owned < 0) {
-        m_announced = true;
         if (std::exchange(m_trouble, error) != error) {
             QUILL_LOGE("endpoint %s: %s; trying again until it works", m_name.c_str(),
                        error.c_str());
@@ -132,20 +131,19 @@ bool Endpoint::Connect() {
                        subscription->signal.c_str(), strerror(-result));
         }
     }
-    if (std::exchange(m_announced, false)) {
+    if (!std::exchange(m_trouble, {}).empty()) {
         QUILL_LOGW("endpoint %s is on the bus again", m_name.c_str());
     }
-    m_trouble.clear();
     m_pause = FIRST_PAUSE;
     return true;
 }
 
 void Endpoint::Disconnect(int error) {
+    m_trouble = error == -ETIMEDOUT
+                    ? "it takes nothing from here (does a client not read its replies?)"
+                    : strerror(-error);
     QUILL_LOGW("endpoint %s has lost the bus: %s; connecting again", m_name.c_str(),
-               error == -ETIMEDOUT
-                   ? "it takes nothing from here (does a client not read its replies?)"
-                   : strerror(-error));
-    m_announced = true;
+               m_trouble.c_str());
     std::shared_ptr<BusConnection> connection;
     {
         const MutexLock lock(m_mutex);
