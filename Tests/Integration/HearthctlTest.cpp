@@ -10,29 +10,13 @@
 #include <gmock/gmock.h>
 #include <json/json.h>
 
-#include "Program.h"
+#include "RunHearthctl.h"
 #include "WaitUntil.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::MatchesRegex;
-
-constexpr const char* HEARTHCTL = HEARTHD_STAGE "/usr/bin/hearthctl";
-
-struct Result {
-    int status;
-    std::string output;
-    std::string errors;
-};
-
-Result Hearthctl(std::vector<std::string> words, Program::At at = Program::At::FILES,
-                 const std::string& input = {}) {
-    words.insert(words.begin(), HEARTHCTL);
-    Program program(words, at, input);
-    const int status = program.Wait();
-    return {status, program.Output(), program.Errors()};
-}
 
 Result AtTerminal(std::vector<std::string> words) {
     return Hearthctl(std::move(words), Program::At::TERMINAL);
@@ -334,6 +318,9 @@ TEST_F(Completion, KnowsVerbsAndOptions) {
     EXPECT_EQ(Complete("hearthctl sta"), "status start stacks\n");
     EXPECT_EQ(Complete("hearthctl stacks --l"), "--last\n");
     EXPECT_EQ(Complete("hearthctl --j"), "--json\n");
+    EXPECT_EQ(Complete("hearthctl check --"), "--help --json --root --strict\n");
+    EXPECT_EQ(Complete("hearthctl check " HEARTHD_STAGE "/usr/share/hearthd/m"),
+              HEARTHD_STAGE "/usr/share/hearthd/manifest.schema.json\n");
     EXPECT_EQ(Complete("hearthctl call --re"), "--repeat\n");
     EXPECT_EQ(Complete("hearthctl call --repeat ''"), "\n");
 }

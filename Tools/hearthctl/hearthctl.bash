@@ -12,7 +12,7 @@ _hearthctl() {
     # The verb, and how many words stand between it and the cursor.
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-        --timeout | --repeat | --count | --last | --folder) ((++i)) ;;
+        --timeout | --repeat | --count | --last | --folder | --root) ((++i)) ;;
         -?*) ;;
         *)
             if [ "$verb" ]; then
@@ -26,7 +26,7 @@ _hearthctl() {
 
     case $previous in
     --timeout | --repeat | --count | --last) return ;;
-    --folder)
+    --folder | --root)
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
         return
         ;;
@@ -37,12 +37,17 @@ _hearthctl() {
         call) _hearthctl_matching "--help --json --timeout --repeat" "$current" ;;
         stacks) _hearthctl_matching "--help --json --last --folder" "$current" ;;
         monitor) _hearthctl_matching "--help --json --count" "$current" ;;
+        check) _hearthctl_matching "--help --json --root --strict" "$current" ;;
         *) _hearthctl_matching "--help --json" "$current" ;;
         esac
         return
     fi
     case $verb:$words in
-    :*) _hearthctl_matching "list status load start stop unload call signal monitor stacks" "$current" ;;
+    :*)
+        _hearthctl_matching \
+            "list status load start stop unload call signal monitor stacks check" "$current"
+        ;;
+    check:*) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     status:0 | load:0 | start:0 | stop:0 | unload:0 | call:0 | signal:0 | monitor:*)
         # Nothing, without a word, where there is no daemon or only root may ask. A notification's
         # subject is often its service's name.

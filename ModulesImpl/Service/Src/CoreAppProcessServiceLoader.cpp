@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 
+#include "HostedVariables.h"
 #include "Log.h"
 #include "Probe.h"
 
@@ -41,13 +42,13 @@ service_context_t* CoreAppProcessServiceLoader::Load(service_info_t info) {
         return nullptr;
     }
     HEARTHD_PROBE(hearthd, library_opened, info.service_name.c_str());
-    auto* const service = ReadVariable<IService*>(handle, "g_service");
+    auto* const service = ReadVariable<IService*>(handle, marrow::ser::SERVICE_VARIABLE);
     if (service == nullptr) {
         LOGE("failed to acquire IService instance. Error msg: %s", LastError());
         dlclose(handle);
         return nullptr;
     }
-    auto* const proxy = ReadVariable<IServiceProxy*>(handle, "g_service_proxy");
+    auto* const proxy = ReadVariable<IServiceProxy*>(handle, marrow::ser::PROXY_VARIABLE);
     if (proxy == nullptr) {
         LOGE("failed to acquire IServiceProxy instance. Error msg: %s", LastError());
         dlclose(handle);

@@ -9,6 +9,7 @@
 #include <json/json.h>
 
 #include "Log.h"
+#include "ManifestKeys.h"
 #include "ServiceControl.h"
 #include "ServiceManager.h"
 
@@ -20,7 +21,7 @@ const std::string ServiceManager::CONFIG_FILE_PATH =
     "/usr/apps/org.norvane.hearthd/etc/hearthd.conf";
 const std::string ServiceManager::SERVICE_MANIFEST_DIR_PATH =
     "/usr/apps/org.norvane.hearthd/etc/manifests";
-const std::string ServiceManager::SERVICE_MANIFEST_POSTFIX = ".json";
+const std::string ServiceManager::SERVICE_MANIFEST_POSTFIX = marrow::mgr::MANIFEST_POSTFIX;
 
 namespace {
 
@@ -58,11 +59,11 @@ bool ReadEntry(DIR* directory, dirent& entry) {
 service_info_t ToServiceInfo(const std::string& name, const Json::Value& service) {
     service_info_t info;
     info.service_name = name;
-    info.lib_path = service["lib_path"].asString();
-    info.load_type = static_cast<LoadType>(service["load_type"].asInt());
-    info.launch_type = static_cast<LaunchType>(service["launch_type"].asInt());
-    info.priority = static_cast<std::uint8_t>(service["priority"].asInt());
-    for (const Json::Value& dependency : service["dependencies"]) {
+    info.lib_path = service[marrow::mgr::LIB_PATH_KEY].asString();
+    info.load_type = static_cast<LoadType>(service[marrow::mgr::LOAD_TYPE_KEY].asInt());
+    info.launch_type = static_cast<LaunchType>(service[marrow::mgr::LAUNCH_TYPE_KEY].asInt());
+    info.priority = static_cast<std::uint8_t>(service[marrow::mgr::PRIORITY_KEY].asInt());
+    for (const Json::Value& dependency : service[marrow::mgr::DEPENDENCIES_KEY]) {
         info.dependencies.push_back(dependency.asString());
     }
     return info;

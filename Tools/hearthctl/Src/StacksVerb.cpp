@@ -7,15 +7,13 @@
 #include "StacksVerb.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cxxabi.h>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <string_view>
 #include <vector>
 
+#include "Demangled.h"
 #include "Output.h"
 
 namespace hearthctl {
@@ -23,13 +21,6 @@ namespace hearthctl {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string Demangled(const std::string& name) {
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> text(
-        abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), &std::free);
-    return status == 0 ? text.get() : name; // a name that was cut stays as it is
-}
 
 // "(poll+0x4f)" as "poll+0x4f", with the address ahead; a line of another form as it stands.
 std::string Frame(const std::string& line) {

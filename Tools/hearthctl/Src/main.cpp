@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// hearthctl: what a person does with a running daemon, from a terminal or a script.
+// hearthctl: what a person does with a running daemon, and with manifests ahead of one, from a
+// terminal or a script.
 
 #include <cstdlib>
 #include <iostream>
@@ -10,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "CallVerbs.h"
+#include "CheckVerb.h"
 #include "Client.h"
 #include "Failure.h"
 #include "MonitorVerb.h"
@@ -36,6 +38,7 @@ struct Arguments {
     int count = 0;
     std::string folder = hearthctl::DUMP_FOLDER;
     int last = 1;
+    hearthctl::CheckOptions check;
 };
 
 CLI::App* AddVerb(CLI::App& app, const std::string& name, const std::string& description) {
@@ -91,6 +94,16 @@ void AddStacksVerb(CLI::App& app, Arguments& arguments) {
     stacks->add_option("--folder", arguments.folder, "Where the dumps are")->capture_default_str();
 }
 
+void AddCheckVerb(CLI::App& app, Arguments& arguments) {
+    CLI::App* const check =
+        AddVerb(app, "check", "Tells what is wrong with manifests; no daemon is needed");
+    check->add_option("PATH", arguments.check.paths, "Manifests, and folders of manifests")
+        ->required();
+    check->add_option("--root", arguments.check.root,
+                      "Where the paths of libraries, and the daemon's, begin");
+    check->add_flag("--strict", arguments.check.strict, "Fails on warnings too");
+}
+
 ExitStatus Run(const std::string& verb, Arguments& arguments) {
     if (verb == "list") {
         return hearthctl::List(arguments.json);
@@ -109,6 +122,10 @@ ExitStatus Run(const std::string& verb, Arguments& arguments) {
     if (verb == "stacks") {
         return hearthctl::Stacks(arguments.folder, arguments.last, arguments.json);
     }
+    if (verb == "check") {
+        arguments.check.json = arguments.json;
+        return hearthctl::Check(arguments.check);
+    }
     if (verb == "monitor") {
         return hearthctl::Monitor(arguments.subjects, arguments.count, arguments.json);
     }
@@ -126,6 +143,7 @@ int RunProgram(int count, char** words) {
     AddShellVerbs(app, arguments);
     AddClientVerbs(app, arguments);
     AddStacksVerb(app, arguments);
+    AddCheckVerb(app, arguments);
     try {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {
