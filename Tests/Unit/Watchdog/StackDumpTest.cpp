@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -220,6 +221,15 @@ TEST_F(StackDump, IsLostWithoutASignWhereTheDeviceCantBeOpened) {
     EXPECT_EQ(DeviceRecord::Openings()[0].descriptor, -1);
     EXPECT_THAT(DeviceRecord::Lines(), IsEmpty());
     EXPECT_THAT(Said(), IsEmpty());
+}
+
+TEST(Exceptions, AreThrownByTheCompilersOwnLibrary) {
+    if (UNDER_SANITIZER) {
+        GTEST_SKIP() << "the sanitizer stands in front of it";
+    }
+    Dl_info found{};
+    ASSERT_NE(dladdr(dlsym(RTLD_DEFAULT, "_Unwind_RaiseException"), &found), 0);
+    EXPECT_THAT(found.dli_fname, testing::HasSubstr("/libgcc_s.so"));
 }
 
 } // namespace
