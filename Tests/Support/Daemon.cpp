@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "ReadFile.h"
+#include "UnderValgrind.h"
 #include "WaitUntil.h"
 
 namespace fs = std::filesystem;
@@ -54,6 +55,7 @@ Daemon::Daemon() {
 
 Daemon::~Daemon() {
     Kill();
+    ExpectCleanReports(Reports());
     fs::remove_all(m_folder);
 }
 
@@ -106,7 +108,10 @@ void Daemon::SetLauncher(const std::vector<std::string>& words) {
 void Daemon::Start(const std::vector<std::string>& arguments) {
     const std::string program = std::string(APP) + "/bin/hearthd";
     std::vector<std::string> command = m_launcher;
-    command.insert(command.end(), {HEARTHD_PRIVATE_VIEW, m_folder, program});
+    command.insert(command.end(), {HEARTHD_PRIVATE_VIEW, m_folder});
+    const std::vector<std::string> tool = ValgrindCommand(Reports());
+    command.insert(command.end(), tool.begin(), tool.end());
+    command.push_back(program);
     command.insert(command.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& word : command) {
@@ -130,6 +135,10 @@ void Daemon::Start(const std::vector<std::string>& arguments) {
 }
 
 void Daemon::Kill() {
+    if (ReportsAtItsEnd() && IsRunning()) {
+        kill(Pid(), SIGTERM); // the view would kill it
+        WaitForEnd();
+    }
     if (m_pid > 0 && IsRunning()) {
         // Where the view needs cleaning up a script stands in between, which passes this on.
         kill(m_pid, SIGTERM);

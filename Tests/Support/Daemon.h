@@ -9,7 +9,8 @@
 #include <vector>
 
 /// The installed daemon, run in a private view of the file system with manifests of the test's own,
-/// on the bus that DBUS_SYSTEM_BUS_ADDRESS names. It ends with this object.
+/// on the bus that DBUS_SYSTEM_BUS_ADDRESS names. It ends with this object. What valgrind finds in
+/// it fails the test (UnderValgrind.h).
 class Daemon {
 public:
     struct Manifest {
@@ -67,6 +68,8 @@ public:
     std::string Pipe() const { return m_app + "/api/control"; }
 
 private:
+    std::string Reports() const { return m_folder + "/reports"; }
+
     std::string m_folder;
     std::string m_app;
     std::vector<std::string> m_launcher;

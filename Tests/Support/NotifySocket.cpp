@@ -10,6 +10,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "Patience.h"
+
 NotifySocket::NotifySocket() {
     m_folder = (std::filesystem::temp_directory_path() / "hearthd-notify-XXXXXX").string();
     if (mkdtemp(m_folder.data()) == nullptr) {
@@ -33,7 +35,7 @@ NotifySocket::~NotifySocket() {
 std::string NotifySocket::Receive(std::chrono::milliseconds limit) const {
     pollfd ready{m_socket, POLLIN, 0};
     std::array<char, 128> text{};
-    if (poll(&ready, 1, static_cast<int>(limit.count())) != 1 ||
+    if (poll(&ready, 1, static_cast<int>(Patient(limit).count())) != 1 ||
         recv(m_socket, text.data(), text.size() - 1, 0) <= 0) {
         return {};
     }

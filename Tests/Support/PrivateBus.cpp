@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "FileDescriptor.h"
+#include "Patience.h"
 #include "WaitUntil.h"
 
 namespace {
@@ -33,6 +34,9 @@ constexpr const char* OF_THE_SYSTEM =
 <allow receive_type="method_call"/><allow receive_type="method_return"/>
 <allow receive_type="error"/><allow receive_type="signal"/>
 <allow send_destination="org.freedesktop.DBus"/></policy>)";
+
+// The bus's own default. A test's client may say nothing until the daemon is up.
+constexpr int AUTHENTICATION_MS = 30'000;
 
 bool TakesConnections(const std::string& path) {
     const marrow::base::FileDescriptor client(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -60,7 +64,8 @@ PrivateBus::PrivateBus(const Settings& settings) {
         << R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig><type>system</type><auth>EXTERNAL</auth><listen>)"
-        << m_address << "</listen>" << policy << settings.limits << "</busconfig>\n";
+        << m_address << "</listen>" << policy << settings.limits << "<limit name=\"auth_timeout\">"
+        << Patient(AUTHENTICATION_MS) << "</limit></busconfig>\n";
     chmod(m_folder.c_str(), 0755); // for other users
     setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
     Start();

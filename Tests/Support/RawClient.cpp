@@ -6,6 +6,8 @@
 
 #include <systemd/sd-bus.h>
 
+#include "Patience.h"
+
 namespace {
 
 constexpr const char* PATH = "/quill/endpoint";
@@ -20,7 +22,7 @@ int Check(int result, const char* what) {
 }
 
 std::uint64_t Microseconds(std::chrono::seconds limit) {
-    return static_cast<std::uint64_t>(std::chrono::microseconds(limit).count());
+    return static_cast<std::uint64_t>(std::chrono::microseconds(Patient(limit)).count());
 }
 
 void AppendStrings(sd_bus_message* message, const std::vector<std::string>& arguments) {
@@ -162,7 +164,7 @@ void RawClient::Match(const std::string& rule) {
 }
 
 std::optional<RawClient::Signal> RawClient::Next(std::chrono::seconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+    const auto deadline = std::chrono::steady_clock::now() + Patient(limit);
     while (m_signals.empty()) {
         const auto left = std::chrono::duration_cast<std::chrono::microseconds>(
             deadline - std::chrono::steady_clock::now());

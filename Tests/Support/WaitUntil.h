@@ -4,11 +4,13 @@
 #include <chrono>
 #include <thread>
 
+#include "Patience.h"
+
 /// Looks every few milliseconds whether `condition()` holds; false when `limit` has passed first.
 /// For what gives no signal of its own.
 template <typename Condition>
 bool WaitUntil(Condition condition, std::chrono::seconds limit = std::chrono::seconds(20)) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+    const auto deadline = std::chrono::steady_clock::now() + Patient(limit);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;

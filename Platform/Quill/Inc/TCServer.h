@@ -22,7 +22,7 @@ class Endpoint;
 ///
 /// Calls and signals for IfMessageReceived wait until the process's main loop (GLib's, the default
 /// context's) has run: a process sets itself up first. In one that never runs it they wait until
-/// the endpoint has been open for a second.
+/// the endpoint has been open for five seconds.
 ///
 /// Names: the bus name is the endpoint's name where that is a valid well-known name
 /// (the D-Bus standard, "Valid Names"); a name without a dot is owned as "quill." + name.

@@ -9,7 +9,7 @@
 namespace Quill::MainLoop {
 
 /// How long that may take in a process that never runs one.
-inline constexpr std::chrono::seconds LIMIT{1};
+inline constexpr std::chrono::seconds LIMIT{5};
 
 /// From here on the main loop will be noticed. Any thread.
 void Expect();

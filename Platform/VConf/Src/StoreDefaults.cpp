@@ -26,7 +26,7 @@ std::string DatabasePath() {
 
 std::string BootId() {
     std::string id;
-    std::getline(std::ifstream("/proc/sys/kernel/random/boot_id"), id);
+    std::ifstream("/proc/sys/kernel/random/boot_id") >> id;
     return id;
 }
 

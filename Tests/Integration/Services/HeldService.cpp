@@ -5,9 +5,9 @@
 // on standard output that it is held there, and that it has come loose.
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <iostream>
 #include <string>
 #include <thread>
 
@@ -17,17 +17,22 @@
 
 namespace {
 
+void Say(const std::string& what) {
+    std::puts(what.c_str());
+    std::fflush(stdout);
+}
+
 void Pass(const std::string& place) {
     const char* const folder = std::getenv("HEARTHD_TEST_HOLDS");
     const std::filesystem::path hold = std::filesystem::path(folder) / place;
     if (!std::filesystem::exists(hold)) {
         return;
     }
-    std::cout << "held in " + place + "\n" << std::flush;
+    Say("held in " + place);
     while (std::filesystem::exists(hold)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    std::cout << "loose from " + place + "\n" << std::flush;
+    Say("loose from " + place);
 }
 
 class HeldService : public marrow::ser::Service {

@@ -3,7 +3,7 @@
 // A service whose listener falls asleep over its first event.
 
 #include <chrono>
-#include <iostream>
+#include <cstdio>
 #include <thread>
 
 #include <hearthd/HostedLibrary.h>
@@ -15,6 +15,11 @@ namespace {
 
 using marrow::evt::tvs_program_event_arg_t;
 using marrow::evt::TVSProgramEventProxy;
+
+void Say(const char* what) {
+    std::puts(what);
+    std::fflush(stdout);
+}
 
 class SleepyListenerService : public marrow::ser::Service, TVSProgramEventProxy::IListener {
 public:
@@ -31,9 +36,9 @@ private:
     std::shared_ptr<marrow::ser::Worker> GetWorker() override { return Service::GetWorker(); }
 
     void OnEvent(tvs_program_event_arg_t /*event*/) override {
-        std::cout << "the listener sleeps" << std::endl;
+        Say("the listener sleeps");
         std::this_thread::sleep_for(std::chrono::hours(1));
-        std::cout << "the listener is awake" << std::endl;
+        Say("the listener is awake");
     }
 };
 

@@ -58,19 +58,19 @@ TEST_F(ServerLife, HoldsCallsAndSignalsBackUntilTheMainLoopRuns) {
     // is its own affair, and tells whether the look means anything.
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     const int before = received;
-    if (std::chrono::steady_clock::now() - opened < std::chrono::milliseconds(900)) {
+    if (std::chrono::steady_clock::now() - opened < std::chrono::milliseconds(4900)) {
         EXPECT_EQ(before, 0);
     }
     RunMainLoop();
     EXPECT_TRUE(WaitUntil([&] { return received == 3; }));
 }
 
-TEST_F(ServerLife, HoldsCallsBackForASecondWhereNoMainLoopRuns) {
+TEST_F(ServerLife, HoldsCallsBackForSecondsWhereNoMainLoopRuns) {
     ASSERT_TRUE(server.TCServer::CreateDBusServer());
     const auto opened = std::chrono::steady_clock::now();
     RawClient client;
     EXPECT_EQ(client.Call("test.Server", "", R"({"a":1})").payload, R"({"a":1})");
-    EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
+    EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(4900));
     EXPECT_EQ(client.Call("test.Server", "", R"({"a":2})").payload, R"({"a":2})");
 }
 

@@ -1,15 +1,38 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// ThreadSanitizer doesn't see inside GLib, whose mutexes and conditions are futexes of its own: it
-// would take everything that they order for a race, what goes to the main loop too. These functions
-// stand ahead of GLib's in the programs of the tsan build, tell the sanitizer what is acquired and
-// released, and leave the work to GLib.
+// ThreadSanitizer and helgrind don't see inside GLib, whose mutexes and conditions are futexes of
+// its own: they would take everything that these order for a race, what goes to the main loop too.
+// These functions stand ahead of GLib's in the programs of their builds, tell them what is acquired
+// and released, and leave the work to GLib.
 
 #include <dlfcn.h>
 #include <glib.h>
+
+#if defined(__SANITIZE_THREAD__)
 #include <sanitizer/tsan_interface.h>
+#else
+#include <valgrind/helgrind.h>
+#endif
 
 namespace {
+
+#if defined(__SANITIZE_THREAD__)
+void Acquire(void* what) {
+    __tsan_acquire(what);
+}
+
+void Release(void* what) {
+    __tsan_release(what);
+}
+#else
+void Acquire(void* what) {
+    ANNOTATE_HAPPENS_AFTER(what);
+}
+
+void Release(void* what) {
+    ANNOTATE_HAPPENS_BEFORE(what);
+}
+#endif
 
 template <typename Function>
 Function Next(const char* name) {
@@ -23,7 +46,7 @@ struct MainLoopCall {
 };
 
 gboolean Call(gpointer data) {
-    __tsan_acquire(data);
+    Acquire(data);
     auto* const call = static_cast<MainLoopCall*>(data);
     const gboolean isToBeCalledAgain = call->function(call->data);
     if (isToBeCalledAgain == FALSE) {
@@ -40,27 +63,27 @@ void g_main_context_invoke(GMainContext* context, GSourceFunc function, gpointer
     static const auto next =
         Next<void (*)(GMainContext*, GSourceFunc, gpointer)>("g_main_context_invoke");
     auto* const call = new MainLoopCall{function, data};
-    __tsan_release(call);
+    Release(call);
     next(context, Call, call);
 }
 
 void g_mutex_lock(GMutex* mutex) {
     static const auto next = Next<void (*)(GMutex*)>("g_mutex_lock");
     next(mutex);
-    __tsan_acquire(mutex);
+    Acquire(mutex);
 }
 
 void g_mutex_unlock(GMutex* mutex) {
     static const auto next = Next<void (*)(GMutex*)>("g_mutex_unlock");
-    __tsan_release(mutex);
+    Release(mutex);
     next(mutex);
 }
 
 gboolean g_cond_wait_until(GCond* condition, GMutex* mutex, gint64 end) {
     static const auto next = Next<gboolean (*)(GCond*, GMutex*, gint64)>("g_cond_wait_until");
-    __tsan_release(mutex);
+    Release(mutex);
     const gboolean signalled = next(condition, mutex, end);
-    __tsan_acquire(mutex);
+    Acquire(mutex);
     return signalled;
 }
 
