@@ -321,6 +321,9 @@ TEST_F(Completion, KnowsVerbsAndOptions) {
     EXPECT_EQ(Complete("hearthctl check --"), "--help --json --root --strict\n");
     EXPECT_EQ(Complete("hearthctl check " HEARTHD_STAGE "/usr/share/hearthd/m"),
               HEARTHD_STAGE "/usr/share/hearthd/manifest.schema.json\n");
+    EXPECT_EQ(Complete("hearthctl new --l"), "--listen\n");
+    EXPECT_EQ(Complete("hearthctl new --listen s"), "sections signals\n");
+    EXPECT_EQ(Complete("hearthctl new --listen keys ''"), "\n");
     EXPECT_EQ(Complete("hearthctl call --re"), "--repeat\n");
     EXPECT_EQ(Complete("hearthctl call --repeat ''"), "\n");
 }

@@ -12,7 +12,7 @@ _hearthctl() {
     # The verb, and how many words stand between it and the cursor.
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-        --timeout | --repeat | --count | --last | --folder | --root) ((++i)) ;;
+        --timeout | --repeat | --count | --last | --folder | --root | --listen) ((++i)) ;;
         -?*) ;;
         *)
             if [ "$verb" ]; then
@@ -26,6 +26,10 @@ _hearthctl() {
 
     case $previous in
     --timeout | --repeat | --count | --last) return ;;
+    --listen)
+        _hearthctl_matching "captions config keys pes programs sections signals" "$current"
+        return
+        ;;
     --folder | --root)
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
         return
@@ -38,6 +42,7 @@ _hearthctl() {
         stacks) _hearthctl_matching "--help --json --last --folder" "$current" ;;
         monitor) _hearthctl_matching "--help --json --count" "$current" ;;
         check) _hearthctl_matching "--help --json --root --strict" "$current" ;;
+        new) _hearthctl_matching "--help --listen" "$current" ;;
         *) _hearthctl_matching "--help --json" "$current" ;;
         esac
         return
@@ -45,7 +50,7 @@ _hearthctl() {
     case $verb:$words in
     :*)
         _hearthctl_matching \
-            "list status load start stop unload call signal monitor stacks check" "$current"
+            "list status load start stop unload call signal monitor stacks check new" "$current"
         ;;
     check:*) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     status:0 | load:0 | start:0 | stop:0 | unload:0 | call:0 | signal:0 | monitor:*)

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../DaemonTest.h"
 
-#include <cstdlib>
 #include <filesystem>
 
 #include "ReadFile.h"
+#include "RunCommand.h"
 
 namespace {
 
@@ -17,12 +17,7 @@ class Sdk : public DaemonTest {
 protected:
     Sdk() : folder(bus.Folder() + "/outside") { fs::create_directories(folder); }
 
-    void Run(const std::string& command) {
-        const std::string log = folder + "/log";
-        if (std::system((command + " >" + log + " 2>&1").c_str()) != 0) {
-            FAIL() << command << "\n" << ReadFile(log);
-        }
-    }
+    void Run(const std::string& command) { RunCommand(command, folder + "/log"); }
 
     // As its author would drop it: the library somewhere, the manifest with the others.
     void Drop(const std::string& manifestFile, const std::string& library) {

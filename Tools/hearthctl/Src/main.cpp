@@ -15,6 +15,7 @@
 #include "Client.h"
 #include "Failure.h"
 #include "MonitorVerb.h"
+#include "NewVerb.h"
 #include "ShellVerbs.h"
 #include "StacksVerb.h"
 
@@ -39,6 +40,7 @@ struct Arguments {
     std::string folder = hearthctl::DUMP_FOLDER;
     int last = 1;
     hearthctl::CheckOptions check;
+    hearthctl::NewOptions newService;
 };
 
 CLI::App* AddVerb(CLI::App& app, const std::string& name, const std::string& description) {
@@ -104,6 +106,17 @@ void AddCheckVerb(CLI::App& app, Arguments& arguments) {
     check->add_flag("--strict", arguments.check.strict, "Fails on warnings too");
 }
 
+void AddNewVerb(CLI::App& app, Arguments& arguments) {
+    CLI::App* const verb =
+        AddVerb(app, "new", "Makes the project of a new service, in a folder of its name");
+    verb->add_option("NAME", arguments.newService.name, "The service's name")->required();
+    verb->add_option("--listen", arguments.newService.sources,
+                     "Events that it listens to: captions, config, keys, pes, programs, sections "
+                     "or signals; several with commas")
+        ->allow_extra_args(false)
+        ->delimiter(',');
+}
+
 ExitStatus Run(const std::string& verb, Arguments& arguments) {
     if (verb == "list") {
         return hearthctl::List(arguments.json);
@@ -126,6 +139,9 @@ ExitStatus Run(const std::string& verb, Arguments& arguments) {
         arguments.check.json = arguments.json;
         return hearthctl::Check(arguments.check);
     }
+    if (verb == "new") {
+        return hearthctl::New(arguments.newService);
+    }
     if (verb == "monitor") {
         return hearthctl::Monitor(arguments.subjects, arguments.count, arguments.json);
     }
@@ -144,6 +160,7 @@ int RunProgram(int count, char** words) {
     AddClientVerbs(app, arguments);
     AddStacksVerb(app, arguments);
     AddCheckVerb(app, arguments);
+    AddNewVerb(app, arguments);
     try {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {
