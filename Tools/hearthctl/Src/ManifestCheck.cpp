@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <map>
-#include <ranges>
 
 #include "ManifestKeys.h"
 #include "Spelling.h"
@@ -76,8 +75,9 @@ void ManifestCheck::CheckRoot() {
 
 void ManifestCheck::CheckRepetitions(const Json::Value& object, Severity severity) {
     std::map<std::string, Place> last;
-    const std::vector<ManifestText::Key> keys = m_text.KeysOf(object);
-    for (const ManifestText::Key& key : std::ranges::reverse_view(keys)) {
+    std::vector<ManifestText::Key> keys = m_text.KeysOf(object);
+    std::reverse(keys.begin(), keys.end());
+    for (const ManifestText::Key& key : keys) {
         const auto [later, isLast] = last.try_emplace(key.name, m_text.At(key.offset));
         if (!isLast) {
             Add(severity, m_text.At(key.offset),
