@@ -117,6 +117,9 @@ TEST_F(HearthctlTool, TakesTheArgumentsFromAFileOrFromStandardInput) {
     EXPECT_EQ(missing.status, 2);
     EXPECT_EQ(missing.errors,
               "hearthctl: cannot read /nowhere/at.all: No such file or directory\n");
+    const Result folder = Hearthctl({"call", "probe", "@/"});
+    EXPECT_EQ(folder.status, 2);
+    EXPECT_EQ(folder.errors, "hearthctl: cannot read /: Is a directory\n");
 }
 
 TEST_F(HearthctlTool, FailsOnAReturnError) {

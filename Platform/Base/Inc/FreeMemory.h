@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <malloc.h>
 
 // Of mimalloc, in a program that links it.
 extern "C" [[gnu::weak]] void mi_collect(bool force);
 
 namespace marrow::base {
+
+/// How long a thread has had nothing to do when it is worth its while.
+inline constexpr std::chrono::seconds QUIET_BEFORE_RETURN{1};
 
 /// Gives the system back what the allocator keeps of freed memory, as far as the calling thread
 /// can: allocators do so by themselves only while they are asked for more, so that a thread's own

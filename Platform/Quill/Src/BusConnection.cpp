@@ -36,7 +36,8 @@ constexpr std::size_t MOST_UNWRITTEN = 8U << 20;
 // Microseconds.
 constexpr std::uint64_t LONGEST_STALL = 5000000;
 constexpr std::uint64_t LOOK_INTERVAL = 500000;
-constexpr std::uint64_t QUIET = 1000000;
+constexpr std::uint64_t QUIET =
+    std::chrono::microseconds(marrow::base::QUIET_BEFORE_RETURN).count();
 constexpr int LONGEST_STALL_AT_CLOSE = 1000; // milliseconds
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 

@@ -9,13 +9,6 @@
 namespace Quill {
 
 using marrow::base::MutexLock;
-using namespace std::chrono_literals;
-
-namespace {
-
-constexpr auto QUIET = 1s;
-
-} // namespace
 
 EventQueue::EventQueue(const char* name) : m_name(name == nullptr ? "" : name) {}
 
@@ -58,7 +51,8 @@ void EventQueue::Sleep() {
     m_sleeping = true;
     if (m_isTidy) {
         m_wake.Wait(m_mutex);
-    } else if (!m_wake.WaitUntil(m_mutex, std::chrono::steady_clock::now() + QUIET)) {
+    } else if (!m_wake.WaitUntil(m_mutex, std::chrono::steady_clock::now() +
+                                              marrow::base::QUIET_BEFORE_RETURN)) {
         m_isTidy = true;
         m_mutex.unlock();
         marrow::base::ReturnFreeMemory();

@@ -5,7 +5,6 @@
 // on standard output that it is held there, and that it has come loose.
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -15,12 +14,9 @@
 #include <hearthd/Service.h>
 #include <hearthd/ServiceProxy.h>
 
-namespace {
+#include "Say.h"
 
-void Say(const std::string& what) {
-    std::puts(what.c_str());
-    std::fflush(stdout);
-}
+namespace {
 
 void Pass(const std::string& place) {
     const char* const folder = std::getenv("HEARTHD_TEST_HOLDS");

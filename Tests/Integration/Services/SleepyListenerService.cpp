@@ -3,7 +3,6 @@
 // A service whose listener falls asleep over its first event.
 
 #include <chrono>
-#include <cstdio>
 #include <thread>
 
 #include <hearthd/HostedLibrary.h>
@@ -11,15 +10,12 @@
 #include <hearthd/Service.h>
 #include <hearthd/TVSProgramEventProxy.h>
 
+#include "Say.h"
+
 namespace {
 
 using marrow::evt::tvs_program_event_arg_t;
 using marrow::evt::TVSProgramEventProxy;
-
-void Say(const char* what) {
-    std::puts(what);
-    std::fflush(stdout);
-}
 
 class SleepyListenerService : public marrow::ser::Service, TVSProgramEventProxy::IListener {
 public:

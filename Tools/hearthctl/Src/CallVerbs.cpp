@@ -3,10 +3,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <unistd.h>
 
 #include <json/reader.h>
@@ -14,6 +14,7 @@
 #include "Client.h"
 #include "Latencies.h"
 #include "Output.h"
+#include "TextFile.h"
 
 namespace hearthctl {
 
@@ -25,24 +26,19 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* ERROR_KEY = "return_error";
 
-std::string ReadAll(std::istream& stream) {
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 std::string ReadText(const std::string& arguments) {
     if (arguments == "-") {
-        return ReadAll(std::cin);
+        return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
     }
     if (!arguments.starts_with('@')) {
         return arguments;
     }
     const std::string path = arguments.substr(1);
-    std::ifstream file(path);
-    std::string text = ReadAll(file);
-    if (!file.is_open() || file.bad()) {
+    const std::optional<std::string> text = ReadTextFile(path);
+    if (!text) {
         throw Failure(ExitStatus::USAGE, "cannot read " + path + ": " + strerror(errno));
     }
-    return text;
+    return *text;
 }
 
 TCMessage MakeMessage(const std::string& service, const std::string& arguments) {

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <optional>
 #include <set>
 #include <tuple>
@@ -17,6 +16,7 @@
 #include "ManifestCheck.h"
 #include "ManifestKeys.h"
 #include "Output.h"
+#include "TextFile.h"
 #include "TogetherCheck.h"
 
 namespace hearthctl {
@@ -55,16 +55,6 @@ std::vector<std::string> Manifests(const std::vector<std::string>& paths) {
     return manifests;
 }
 
-// A folder opens as a file does, and fails at the first read.
-std::optional<std::string> Read(const std::string& path) {
-    std::ifstream file(path);
-    file.peek();
-    if (!file.is_open() || file.bad()) {
-        return std::nullopt;
-    }
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
 // One run of the verb.
 class Checker {
 public:
@@ -72,7 +62,7 @@ public:
 
     void CheckManifest(const std::string& path) {
         CheckName(path);
-        const std::optional<std::string> text = Read(path);
+        const std::optional<std::string> text = ReadTextFile(path);
         if (!text) {
             Add({{path}, Severity::ERROR, std::string("cannot read it: ") + strerror(errno)});
             return;

@@ -3,14 +3,14 @@
 #include "ProjectTemplate.h"
 
 #include <cerrno>
-#include <fstream>
-#include <iterator>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "Failure.h"
 #include "Output.h"
 #include "ServiceName.h"
+#include "TextFile.h"
 
 namespace hearthctl {
 
@@ -39,12 +39,11 @@ std::vector<fs::path> FilesOf(const fs::path& folder) {
 }
 
 std::string Read(const fs::path& path) {
-    std::ifstream file(path);
-    std::string text(std::istreambuf_iterator<char>(file), {});
-    if (!file.is_open()) {
+    const std::optional<std::string> text = ReadTextFile(path);
+    if (!text) {
         FailToRead(path, std::error_code(errno, std::generic_category()));
     }
-    return text;
+    return *text;
 }
 
 std::string ListenerFile(const std::string& source) {
