@@ -16,6 +16,7 @@ function(hearthd_sdk_headers)
         set_property(GLOBAL PROPERTY HEARTHD_SDK_${name} ON)
         cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
         file(CREATE_LINK ${header} ${link} SYMBOLIC)
-        install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hearthd)
+        install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hearthd
+            COMPONENT hearthd-dev)
     endforeach()
 endfunction()

@@ -19,7 +19,8 @@ function(hearthd_platform_library name)
         # Relative, so that the exported targets are found in a staged tree (DESTDIR) as well.
         cmake_path(RELATIVE_PATH HEARTHD_LIB_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}
             OUTPUT_VARIABLE destination)
-        install(TARGETS ${name} EXPORT hearthdTargets LIBRARY DESTINATION ${destination})
+        install(TARGETS ${name} EXPORT hearthdTargets LIBRARY DESTINATION ${destination}
+            NAMELINK_COMPONENT hearthd-dev)
     else()
         cmake_path(ABSOLUTE_PATH HEARTHD_PLATFORM BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
         set(headers ${HEARTHD_PLATFORM}/include)

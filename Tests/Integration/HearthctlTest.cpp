@@ -231,8 +231,8 @@ TEST_F(HearthctlTool, ExplainsEveryVerb) {
     EXPECT_THAT(Hearthctl({"--version"}).output, MatchesRegex("hearthctl [0-9.]+\n"));
     const Result help = Hearthctl({"--help"});
     EXPECT_EQ(help.status, 0);
-    for (const char* verb :
-         {"list", "status", "load", "start", "stop", "unload", "call", "signal", "monitor"}) {
+    for (const char* verb : {"list", "status", "load", "start", "stop", "unload", "call", "signal",
+                             "monitor", "plot", "blame", "top"}) {
         EXPECT_THAT(help.output, HasSubstr(std::string("\n  ") + verb + " "));
         const Result ofVerb = Hearthctl({verb, "--help"});
         EXPECT_EQ(ofVerb.status, 0);
@@ -327,6 +327,10 @@ TEST_F(Completion, KnowsVerbsAndOptions) {
     EXPECT_EQ(Complete("hearthctl new --l"), "--listen\n");
     EXPECT_EQ(Complete("hearthctl new --listen s"), "sections signals\n");
     EXPECT_EQ(Complete("hearthctl new --listen keys ''"), "\n");
+    EXPECT_EQ(Complete("hearthctl plot --o"), "--output\n");
+    EXPECT_EQ(Complete("hearthctl plot -o x " HEARTHD_STAGE "/usr/share/hearthd/m"),
+              HEARTHD_STAGE "/usr/share/hearthd/manifest.schema.json\n");
+    EXPECT_EQ(Complete("hearthctl top --"), "--help --json --interval --once\n");
     EXPECT_EQ(Complete("hearthctl call --re"), "--repeat\n");
     EXPECT_EQ(Complete("hearthctl call --repeat ''"), "\n");
 }

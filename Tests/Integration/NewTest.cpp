@@ -49,7 +49,8 @@ TEST_F(New, MakesAFolderAndSaysHowToGoOn) {
     EXPECT_THAT(FilesIn("."), ElementsAre("hello"));
     EXPECT_THAT(FilesIn("hello"),
                 ElementsAre("CMakeLists.txt", "CMakePresets.json", "HelloLogic.cpp", "HelloLogic.h",
-                            "HelloLogicTest.cpp", "HelloService.cpp", "README.md"));
+                            "HelloLogicTest.cpp", "HelloService.cpp", "HelloServiceTest.cpp",
+                            "README.md"));
 }
 
 TEST_F(New, AddsAListenerForEachSourceWhetherAskedTogetherOrOneByOne) {

@@ -193,7 +193,7 @@ std::string Daemon::Log() const {
 }
 
 std::string Daemon::Output() const {
-    return ReadFile(m_folder + "/output");
+    return ReadFile(OutputFile());
 }
 
 bool Daemon::WaitForLog(const std::string& text, int count) const {

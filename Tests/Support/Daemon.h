@@ -53,6 +53,8 @@ public:
     std::string Output() const; ///< standard output
     bool WaitForLog(const std::string& text, int count = 1) const;
     bool WaitForOutput(const std::string& text, int count = 1) const;
+    /// Where its standard output goes.
+    std::string OutputFile() const { return m_folder + "/output"; }
     std::size_t LogSize() const; ///< of both, in bytes
     /// Empties both, for those who run it for hours.
     void ClearLog() const;

@@ -74,6 +74,13 @@ sd_bus_message* NewCall(sd_bus* bus, const std::string& destination, const char*
 
 RawClient::RawClient() {
     Check(sd_bus_open_system(&m_bus), "open");
+    // Waits for the bus, which closes a connection that says nothing for half a minute.
+    const char* name = nullptr;
+    const int result = sd_bus_get_unique_name(m_bus, &name);
+    if (result < 0) {
+        sd_bus_close_unref(m_bus);
+    }
+    Check(result, "introduction");
 }
 
 RawClient::~RawClient() {

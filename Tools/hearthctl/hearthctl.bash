@@ -12,7 +12,8 @@ _hearthctl() {
     # The verb, and how many words stand between it and the cursor.
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-        --timeout | --repeat | --count | --last | --folder | --root | --listen) ((++i)) ;;
+        --timeout | --repeat | --count | --last | --folder | --root | --listen | --interval | \
+            --output | -o) ((++i)) ;;
         -?*) ;;
         *)
             if [ "$verb" ]; then
@@ -25,9 +26,13 @@ _hearthctl() {
     done
 
     case $previous in
-    --timeout | --repeat | --count | --last) return ;;
+    --timeout | --repeat | --count | --last | --interval) return ;;
     --listen)
         _hearthctl_matching "captions config keys pes programs sections signals" "$current"
+        return
+        ;;
+    --output | -o)
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
     --folder | --root)
@@ -43,6 +48,8 @@ _hearthctl() {
         monitor) _hearthctl_matching "--help --json --count" "$current" ;;
         check) _hearthctl_matching "--help --json --root --strict" "$current" ;;
         new) _hearthctl_matching "--help --listen" "$current" ;;
+        plot) _hearthctl_matching "--help --output" "$current" ;;
+        top) _hearthctl_matching "--help --json --interval --once" "$current" ;;
         *) _hearthctl_matching "--help --json" "$current" ;;
         esac
         return
@@ -50,9 +57,10 @@ _hearthctl() {
     case $verb:$words in
     :*)
         _hearthctl_matching \
-            "list status load start stop unload call signal monitor stacks check new" "$current"
+            "list status load start stop unload call signal monitor stacks check new plot blame top" \
+            "$current"
         ;;
-    check:*) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    check:* | plot:0 | blame:0 | top:0) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     status:0 | load:0 | start:0 | stop:0 | unload:0 | call:0 | signal:0 | monitor:*)
         # Nothing, without a word, where there is no daemon or only root may ask. A notification's
         # subject is often its service's name.

@@ -95,7 +95,9 @@ public:
     /// null; without, the answer goes to IfMessageReplied. Any thread, a callback's too.
     /// Returns 0, or a negative errno value: -EMSGSIZE for more than the bus takes, -ENOTCONN
     /// without a bus, -ETIMEDOUT, -EHOSTUNREACH where nobody has that name, -EACCES where the bus's
-    /// policy forbids it, -EREMOTEIO for any other error reply. The text of each goes to the log.
+    /// policy forbids it, -EOVERFLOW where a limit was exceeded (the reply's size, or the number of
+    /// calls that wait for theirs), -EREMOTEIO for any other error reply. The text of each goes to
+    /// the log.
     int SendMessage(const char* destination, const TCMessage* message, bool wait, TCMessage* reply);
 
     /// Asks the endpoint named `destination` for a sign of life. Returns as SendMessage does.

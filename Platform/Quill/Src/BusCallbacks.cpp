@@ -23,6 +23,9 @@ int CodeOf(const sd_bus_error& error) {
     if (is(SD_BUS_ERROR_SERVICE_UNKNOWN) || is(SD_BUS_ERROR_NAME_HAS_NO_OWNER)) {
         return -EHOSTUNREACH;
     }
+    if (is(SD_BUS_ERROR_LIMITS_EXCEEDED)) {
+        return -EOVERFLOW;
+    }
     return is(SD_BUS_ERROR_ACCESS_DENIED) ? -EACCES : -EREMOTEIO;
 }
 

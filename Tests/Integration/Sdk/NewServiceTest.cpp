@@ -72,7 +72,7 @@ protected:
         ASSERT_EQ(made.status, 0) << made.errors;
         const std::string log = (folder.Path() / "log").string();
         RunCommand("set -e\n" + made.output.substr(made.output.find('\n')), log);
-        EXPECT_NE(ReadFile(log).find("100% tests passed, 0 tests failed out of 2"),
+        EXPECT_NE(ReadFile(log).find("100% tests passed, 0 tests failed out of 3"),
                   std::string::npos)
             << ReadFile(log);
         AddInstalled();

@@ -47,6 +47,7 @@ TEST_F(Sdk, BuildsAServiceOutsideTheTreeWithCMake) {
     Run("cmake -G Ninja -S " HEARTHD_OUTSIDE_PROJECT " -B " + folder + "/build" + compiler +
         " -DCMAKE_CXX_FLAGS='" + flags + "' -Dhearthd_DIR=" HEARTHD_SDK_CMAKE_DIR);
     Run("cmake --build " + folder + "/build");
+    Run(folder + "/build/outside-test"); // the service's own, with hearthd::testing
     Run("DESTDIR=" + folder + "/installed cmake --install " + folder + "/build");
     const std::string app = folder + "/installed/usr/apps/org.norvane.hearthd";
     Drop(app + "/etc/manifests/outside.json", app + "/lib/services/liboutside.so");

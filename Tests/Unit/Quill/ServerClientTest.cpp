@@ -63,6 +63,14 @@ TEST_F(ServerClient, LeavesTheReplyAloneWhenTheCallFails) {
     EXPECT_EQ(reply.subject, "untouched");
 }
 
+TEST_F(ServerClient, TellsAReplyThatIsLargerThanTheBusTakes) {
+    server.onReceived = [](const char*, const TCMessage*, TCMessage* reply, const char*) {
+        reply->payload["text"] = std::string(33UL * 1024 * 1024, 'x');
+    };
+    const TCMessage message;
+    EXPECT_EQ(client.SendMessage("test.Server", &message, true, nullptr), -EOVERFLOW);
+}
+
 TEST_F(ServerClient, TellsWhetherAnEndpointIsThere) {
     EXPECT_EQ(client.Ping("test.Server"), 0);
     EXPECT_EQ(client.Ping("nobody.here"), -EHOSTUNREACH);

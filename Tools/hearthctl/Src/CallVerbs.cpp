@@ -9,16 +9,14 @@
 #include <optional>
 #include <unistd.h>
 
+#include <hearthd/HearthClient.h>
 #include <json/reader.h>
 
-#include "Client.h"
 #include "Latencies.h"
 #include "Output.h"
 #include "TextFile.h"
 
 namespace hearthctl {
-
-using Quill::TCMessage;
 
 namespace {
 
@@ -41,12 +39,11 @@ std::string ReadText(const std::string& arguments) {
     return *text;
 }
 
-TCMessage MakeMessage(const std::string& service, const std::string& arguments) {
-    TCMessage message;
-    message.subject = service;
+Json::Value ParseArguments(const std::string& arguments) {
+    Json::Value value;
     const std::string text = ReadText(arguments);
     if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
-        return message;
+        return value;
     }
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
@@ -54,22 +51,28 @@ TCMessage MakeMessage(const std::string& service, const std::string& arguments) 
     std::string errors;
     bool parsed = false;
     try {
-        parsed = reader->parse(text.data(), text.data() + text.size(), &message.payload, &errors);
+        parsed = reader->parse(text.data(), text.data() + text.size(), &value, &errors);
     } catch (const Json::Exception& exception) { // where it nests too deep
         errors = exception.what();
     }
     if (!parsed) {
         throw Failure(ExitStatus::USAGE, "the arguments are no JSON:\n" + errors);
     }
-    if (!message.payload.isObject()) {
+    if (!value.isObject()) {
         throw Failure(ExitStatus::USAGE, "the arguments must be a JSON object, as in "
                                          "'{\"text\": \"hello\"}'");
     }
-    return message;
+    return value;
 }
 
-bool IsError(const TCMessage& reply) {
-    return reply.payload.isObject() && reply.payload.isMember(ERROR_KEY);
+// A reply like any other: it is printed.
+Json::Value Ask(hearthd::Client& client, const CallOptions& options, const Json::Value& arguments) {
+    return client.CallEndpoint(hearthd::Client::ROUTER, options.service, arguments,
+                               std::chrono::ceil<std::chrono::milliseconds>(options.timeout));
+}
+
+bool IsError(const Json::Value& reply) {
+    return reply.isObject() && reply.isMember(ERROR_KEY);
 }
 
 // A bar on standard error, drawn anew a few times a second, and gone at the end.
@@ -105,7 +108,8 @@ private:
     Clock::time_point m_next;
 };
 
-ExitStatus CallRepeatedly(Client& client, const TCMessage& message, const CallOptions& options) {
+ExitStatus CallRepeatedly(hearthd::Client& client, const Json::Value& arguments,
+                          const CallOptions& options) {
     Latencies latencies;
     const Clock::time_point begin = Clock::now();
     {
@@ -113,7 +117,7 @@ ExitStatus CallRepeatedly(Client& client, const TCMessage& message, const CallOp
         for (int done = 0; done < options.repeat; ++done) {
             progress.Show(done);
             const Clock::time_point sent = Clock::now();
-            const TCMessage reply = client.Call(Client::ROUTER, message, options.timeout);
+            const Json::Value reply = Ask(client, options, arguments);
             latencies.Add(Clock::now() - sent, IsError(reply));
         }
     }
@@ -129,22 +133,22 @@ ExitStatus CallRepeatedly(Client& client, const TCMessage& message, const CallOp
 } // namespace
 
 ExitStatus Call(const CallOptions& options) {
-    const TCMessage message = MakeMessage(options.service, options.arguments);
-    Client client;
+    const Json::Value arguments = ParseArguments(options.arguments);
+    hearthd::Client client;
     if (options.repeat > 1) {
-        return CallRepeatedly(client, message, options);
+        return CallRepeatedly(client, arguments, options);
     }
-    const TCMessage reply = client.Call(Client::ROUTER, message, options.timeout);
+    const Json::Value reply = Ask(client, options, arguments);
     const bool indented = !options.json && IsTerminal(STDOUT_FILENO);
-    std::cout << (indented ? IndentedJson(reply.payload) : CompactJson(reply.payload)) << '\n';
+    std::cout << (indented ? IndentedJson(reply) : CompactJson(reply)) << '\n';
     return IsError(reply) ? ExitStatus::FAILED : ExitStatus::OK;
 }
 
 ExitStatus Signal(const std::string& service, const std::string& arguments) {
-    const TCMessage message = MakeMessage(service, arguments);
-    Client client;
+    const Json::Value value = ParseArguments(arguments);
+    hearthd::Client client;
     client.RequireDaemon();
-    client.SendToRouter(message);
+    client.Send(service, value);
     return ExitStatus::OK;
 }
 

@@ -26,15 +26,16 @@ void Latencies::Add(Duration latency, bool failed) {
     m_failed += failed ? 1 : 0;
 }
 
-// The smallest latency that this share of the calls didn't exceed.
-double Latencies::Microseconds(double quantile) const {
+double Latencies::Microseconds(double quantile) {
+    if (!std::is_sorted(m_latencies.begin(), m_latencies.end())) {
+        std::sort(m_latencies.begin(), m_latencies.end());
+    }
     const double rank = std::ceil(quantile * static_cast<double>(m_latencies.size()));
     const auto index = static_cast<std::size_t>(std::max(rank - 1.0, 0.0));
     return std::chrono::duration<double, std::micro>(m_latencies[index]).count();
 }
 
 void Latencies::PrintSummary(Duration total) {
-    std::sort(m_latencies.begin(), m_latencies.end());
     std::cout << std::fixed << Count() << " calls in " << std::setprecision(3) << InSeconds(total)
               << " s, " << std::setprecision(0) << Count() / InSeconds(total) << " a second, "
               << m_failed << " failed\n";
@@ -45,7 +46,6 @@ void Latencies::PrintSummary(Duration total) {
 }
 
 Json::Value Latencies::Summary(Duration total) {
-    std::sort(m_latencies.begin(), m_latencies.end());
     Json::Value summary;
     summary["calls"] = Count();
     summary["failed"] = m_failed;

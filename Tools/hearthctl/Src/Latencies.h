@@ -18,14 +18,16 @@ public:
     int Count() const { return static_cast<int>(m_latencies.size()); }
     int Failed() const { return m_failed; }
 
+    /// The smallest latency that this share of the calls, of which there is one at least, didn't
+    /// exceed.
+    double Microseconds(double quantile);
+
     /// For at least one call, which have taken `total` one after the other.
     void PrintSummary(Duration total);
     Json::Value Summary(Duration total);
 
 private:
-    double Microseconds(double quantile) const;
-
-    std::vector<Duration> m_latencies; // sorted where a summary asks for quantiles
+    std::vector<Duration> m_latencies; // sorted where somebody asks for quantiles
     int m_failed = 0;
 };
 

@@ -2,6 +2,10 @@
 #include "Output.h"
 
 #include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
 #include <iostream>
 #include <unistd.h>
 
@@ -37,6 +41,22 @@ std::string CompactJson(const Json::Value& value) {
 
 std::string IndentedJson(const Json::Value& value) {
     return WriteJson(value, "  ");
+}
+
+std::string TimeOfDay() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+    const std::time_t seconds = static_cast<std::time_t>(milliseconds / 1000);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::array<char, 32> date{};
+    std::array<char, 8> zone{};
+    std::array<char, 48> text{};
+    std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &local);
+    std::strftime(zone.data(), zone.size(), "%z", &local);
+    std::snprintf(text.data(), text.size(), "%s.%03d%s", date.data(),
+                  static_cast<int>(milliseconds % 1000), zone.data());
+    return text.data();
 }
 
 std::string Printable(std::string text) {

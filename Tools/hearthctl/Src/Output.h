@@ -18,6 +18,9 @@ std::string CompactJson(const Json::Value& value);
 /// Several lines, for a person. No newline at the end.
 std::string IndentedJson(const Json::Value& value);
 
+/// The time of day here, with milliseconds and the offset from UTC (ISO 8601).
+std::string TimeOfDay();
+
 /// `text` with control characters as "?", so that what a peer sends stays on its line and leaves
 /// the terminal alone.
 std::string Printable(std::string text);

@@ -12,13 +12,15 @@
 #include <string_view>
 #include <unistd.h>
 
-#include "Client.h"
+#include <hearthd/HearthClient.h>
+
 #include "Output.h"
 
 namespace hearthctl {
 
 namespace {
 
+constexpr const char* DEBUG_SHELL = "debugshell_C";
 constexpr const char* COMMAND_TAG = "org.norvane.services.debugshell.command.tag";
 constexpr const char* SERVICE_COMMAND = "service-command";
 constexpr std::string_view NO_SERVICES = "There is no services to list.\n";
@@ -27,17 +29,17 @@ constexpr std::string_view GAP = "   ";
 constexpr std::array<std::string_view, 3> STATES{"not-load", "loaded", "started"};
 
 std::string Ask(const std::string& function, const std::string& service) {
-    Client client;
-    Quill::TCMessage message;
-    message.payload[COMMAND_TAG] = SERVICE_COMMAND;
-    message.payload["function"] = function;
-    message.payload["service"] = service;
-    const Quill::TCMessage reply = client.Call(Client::DEBUG_SHELL, message);
-    if (!reply.payload.isObject() || !reply.payload["return"].isString()) {
+    hearthd::Client client;
+    Json::Value command;
+    command[COMMAND_TAG] = SERVICE_COMMAND;
+    command["function"] = function;
+    command["service"] = service;
+    const Json::Value reply = client.CallEndpoint(DEBUG_SHELL, {}, command);
+    if (!reply.isObject() || !reply["return"].isString()) {
         throw Failure(ExitStatus::FAILED, "the debug shell has no command " +
                                               std::string(SERVICE_COMMAND) + " yet: try again");
     }
-    return reply.payload["return"].asString();
+    return reply["return"].asString();
 }
 
 // A line of the form "<name>   <state>", where the name is padded with blanks.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // hearthctl: what a person does with a running daemon, and with manifests ahead of one, from a
-// terminal or a script.
+// terminal or a script, and what its log tells.
 
 #include <cstdlib>
 #include <iostream>
@@ -9,15 +9,17 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <hearthd/HearthClient.h>
 
 #include "CallVerbs.h"
 #include "CheckVerb.h"
-#include "Client.h"
 #include "Failure.h"
 #include "MonitorVerb.h"
 #include "NewVerb.h"
 #include "ShellVerbs.h"
 #include "StacksVerb.h"
+#include "StartVerbs.h"
+#include "TopVerb.h"
 
 namespace {
 
@@ -26,6 +28,15 @@ using hearthctl::ExitStatus;
 constexpr const char* FOOTER =
     "Exit status: 0 done, 1 refused or failed, 2 usage, 3 no daemon or no bus.\n"
     "DBUS_SYSTEM_BUS_ADDRESS names another bus than the system's.";
+constexpr const char* LOG_HELP =
+    "A file with the daemon's log, or - for standard input; without it, the journal of the unit "
+    "hearthd";
+constexpr const char* TOP_FOOTER =
+    "A latency is that of the service alone, in whole milliseconds from the first one on. Refused "
+    "is\n"
+    "a call for a service that isn't started, or that doesn't exist. The log tells neither of "
+    "calls\n"
+    "that have timed out nor of replies with an error: both count as answered.";
 constexpr const char* ARGUMENTS_HELP =
     "A JSON object, @FILE to read it from a file, or - from standard input";
 
@@ -34,13 +45,16 @@ struct Arguments {
     bool json = false;
     std::string service;
     hearthctl::CallOptions call;
-    double timeout = std::chrono::duration<double>(hearthctl::Client::LONGEST_WAIT).count();
+    double timeout = std::chrono::duration<double>(hearthd::Client::LONGEST_WAIT).count();
     std::vector<std::string> subjects;
     int count = 0;
     std::string folder = hearthctl::DUMP_FOLDER;
     int last = 1;
     hearthctl::CheckOptions check;
     hearthctl::NewOptions newService;
+    hearthctl::StartOptions start;
+    hearthctl::TopOptions top;
+    double interval = 1;
 };
 
 CLI::App* AddVerb(CLI::App& app, const std::string& name, const std::string& description) {
@@ -117,6 +131,24 @@ void AddNewVerb(CLI::App& app, Arguments& arguments) {
         ->delimiter(',');
 }
 
+void AddLogVerbs(CLI::App& app, Arguments& arguments) {
+    CLI::App* const plot =
+        AddVerb(app, "plot", "Draws the daemon's last start, service by service, as an SVG");
+    plot->add_option("FILE", arguments.start.log, LOG_HELP);
+    plot->add_option("-o,--output", arguments.start.output, "Where the picture goes");
+
+    AddVerb(app, "blame", "Lists what the services took at the daemon's last start")
+        ->add_option("FILE", arguments.start.log, LOG_HELP);
+
+    CLI::App* const top = AddVerb(app, "top", "Shows how often and how fast services answer");
+    top->add_option("FILE", arguments.top.log, LOG_HELP);
+    top->add_option("--interval", arguments.interval, "Seconds from one table to the next")
+        ->capture_default_str()
+        ->check(CLI::Range(0.1, 3600.0));
+    top->add_flag("--once", arguments.top.once, "Ends after one interval");
+    top->footer(TOP_FOOTER);
+}
+
 ExitStatus Run(const std::string& verb, Arguments& arguments) {
     if (verb == "list") {
         return hearthctl::List(arguments.json);
@@ -142,10 +174,28 @@ ExitStatus Run(const std::string& verb, Arguments& arguments) {
     if (verb == "new") {
         return hearthctl::New(arguments.newService);
     }
+    if (verb == "plot") {
+        return hearthctl::Plot(arguments.start);
+    }
+    if (verb == "blame") {
+        arguments.start.json = arguments.json;
+        return hearthctl::Blame(arguments.start);
+    }
+    if (verb == "top") {
+        arguments.top.json = arguments.json;
+        arguments.top.interval = std::chrono::duration<double>(arguments.interval);
+        return hearthctl::Top(arguments.top);
+    }
     if (verb == "monitor") {
         return hearthctl::Monitor(arguments.subjects, arguments.count, arguments.json);
     }
     return hearthctl::ChangeState(verb, arguments.service, arguments.json);
+}
+
+ExitStatus StatusOf(hearthd::Reason reason) {
+    return reason == hearthd::Reason::NO_BUS || reason == hearthd::Reason::NO_DAEMON
+               ? ExitStatus::NO_DAEMON
+               : ExitStatus::FAILED;
 }
 
 // Throws a Failure, or what a library throws.
@@ -161,6 +211,7 @@ int RunProgram(int count, char** words) {
     AddStacksVerb(app, arguments);
     AddCheckVerb(app, arguments);
     AddNewVerb(app, arguments);
+    AddLogVerbs(app, arguments);
     try {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {
@@ -185,6 +236,9 @@ int main(int count, char** words) {
     } catch (const hearthctl::Failure& failure) {
         std::cerr << "hearthctl: " << failure.what() << '\n';
         return static_cast<int>(failure.Status());
+    } catch (const hearthd::Failure& failure) {
+        std::cerr << "hearthctl: " << failure.what() << '\n';
+        return static_cast<int>(StatusOf(failure.Why()));
     } catch (const std::exception& exception) {
         std::cerr << "hearthctl: " << exception.what() << '\n';
         return static_cast<int>(ExitStatus::FAILED);

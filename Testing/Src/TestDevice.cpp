@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "TestDevice.h"
+
+#include "Host.h"
+#include "KeyServer.h"
+#include "Post.h"
+#include "Television.h"
+#include "VConfEventProxy.h"
+
+namespace hearthd::testing {
+
+namespace {
+
+constexpr unsigned long KEY_PRESS = 2; // the type words of UtilX.h
+constexpr unsigned long KEY_RELEASE = 3;
+
+template <typename Value>
+bool SetConfigurationTo(const std::string& key, Value value) {
+    SetUpHost();
+    PassMainLoop();
+    return marrow::evt::VConfEventProxy::GetInstance().SetValue(key.c_str(), value);
+}
+
+// On the television's thread.
+template <typename Send>
+auto OnStream(const Send& send) {
+    Television& television = Television::Get();
+    decltype(send(television)) result{};
+    RunOn(television.Thread(), [&] { result = send(television); });
+    return result;
+}
+
+} // namespace
+
+bool PressKey(const std::string& name) {
+    return KeyServer::Get().Send(name, KEY_PRESS);
+}
+
+bool ReleaseKey(const std::string& name) {
+    return KeyServer::Get().Send(name, KEY_RELEASE);
+}
+
+bool SetConfiguration(const std::string& key, int value) {
+    return SetConfigurationTo(key, value);
+}
+
+bool SetConfiguration(const std::string& key, bool value) {
+    return SetConfigurationTo(key, value);
+}
+
+bool SetConfiguration(const std::string& key, double value) {
+    return SetConfigurationTo(key, value);
+}
+
+bool SetConfiguration(const std::string& key, const char* value) {
+    return SetConfigurationTo(key, value);
+}
+
+bool SendSignal(ESignalType signal, EProfile profile, unsigned short screen, TSSignalData data) {
+    SetUpHost();
+    PassMainLoop();
+    return OnStream([&](Television& television) {
+        return television.SendSignal(signal, profile, screen, data);
+    });
+}
+
+int SendSection(unsigned short pid, const std::vector<unsigned char>& section) {
+    return OnStream([&](Television& television) { return television.SendSection(pid, section); });
+}
+
+int SendProgram(EProgramChangeType type, const TCProgramData& program) {
+    return OnStream([&](Television& television) { return television.SendProgram(type, program); });
+}
+
+bool SendCaption(const TSCaption& caption) {
+    return OnStream([&](Television& television) { return television.SendCaption(caption); });
+}
+
+bool SendPes(const TSPESData& packet) {
+    return OnStream([&](Television& television) { return television.SendPes(packet); });
+}
+
+} // namespace hearthd::testing
