@@ -78,8 +78,10 @@ hearthd_package(hearthd-examples SECTION misc
     SUMMARY "services for hearthd to begin with"
     TEXT
 "Small services that show calls, notifications, keys, configuration and the
-television's events, and a client. They start with the daemon."
-    DEPENDS ${daemon})
+television's events, and clients in C++, Python and shell. The services
+start with the daemon."
+    DEPENDS ${daemon}
+    SUGGESTS dbus-bin jq python3-jeepney)
 
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
 include(CPack)

@@ -68,7 +68,8 @@ public:
     HostedService& operator=(const HostedService&) = delete;
 
     /// Loads the service, where it isn't loaded, and starts it. False where it doesn't load, where
-    /// OnStart says so or takes ten seconds, and where the service is started already.
+    /// OnStart says so or takes ten seconds, and where the service is started already. What OnStart
+    /// has subscribed to is in force afterwards; a device tells nobody when it is.
     bool Start();
     /// False where OnStop says so or takes ten seconds, and where the service isn't started.
     bool Stop();

@@ -5,8 +5,8 @@
 /// What a service under test hears of the device: the test presses keys, changes the configuration
 /// and plays the television's library. Everything goes through the daemon's proxies, on the threads
 /// on which it comes there, to the worker that a listener names: when one of these functions has
-/// returned, the event of the television is in the queue of each listener's worker. Any thread but
-/// a worker's.
+/// returned, the event of the television is in the queue of each listener's worker. What services
+/// have subscribed to so far is in force before anything is sent. Any thread but a worker's.
 ///
 /// Nothing of it reaches the machine. Environment variables that the kit sets: DISPLAY, without
 /// which there is no X server in the test either, and VCONF_DATABASE, a file of the process's own.
@@ -31,9 +31,8 @@ bool ReleaseKey(const std::string& name);
 
 // --- configuration ---
 
-/// Sets a key as another process would, once what services have subscribed to so far is in force;
-/// false where the store refuses. What it holds at the end of a test is there in the next one.
-/// VConfEventProxy reads and removes keys.
+/// Sets a key as another process would; false where the store refuses. What it holds at the end of
+/// a test is there in the next one. VConfEventProxy reads and removes keys.
 bool SetConfiguration(const std::string& key, int value);
 bool SetConfiguration(const std::string& key, bool value);
 bool SetConfiguration(const std::string& key, double value);
@@ -41,8 +40,7 @@ bool SetConfiguration(const std::string& key, const char* value);
 
 // --- television ---
 
-/// A signal, once what services have subscribed to so far is in force. False where nobody has
-/// subscribed to it.
+/// False where nobody has subscribed to that signal.
 bool SendSignal(ESignalType signal, EProfile profile, unsigned short screen, TSSignalData data);
 
 /// A whole section of that PID, with its CRC_32 where it has one, to each filter that lets it

@@ -115,7 +115,11 @@ HostedService::~HostedService() {
 }
 
 bool HostedService::Start() {
-    return (GetState() != State::NOT_LOADED || m_control->Load()) && m_control->Start();
+    if ((GetState() == State::NOT_LOADED && !m_control->Load()) || !m_control->Start()) {
+        return false;
+    }
+    PassMainLoop(); // some proxies ask the platform there for what OnStart has subscribed to
+    return true;
 }
 
 bool HostedService::Stop() {

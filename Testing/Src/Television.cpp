@@ -17,24 +17,13 @@ namespace {
 constexpr unsigned short LAST_PID = 0x1FFF;
 constexpr std::chrono::milliseconds CALLBACK_LIMIT{20}; // as ISectionSubscriber has it
 
-// A part of the wanted key that is 0 stands for any.
-bool IsService(unsigned long long wanted, unsigned long long key) {
-    for (const int shift : {0, 16, 32}) {
-        const unsigned long long part = wanted >> shift & 0xFFFF;
-        if (part != 0 && part != (key >> shift & 0xFFFF)) {
-            return false;
-        }
-    }
-    return true;
-}
-
 } // namespace
 
 bool Television::ProgramWish::Wants(EProgramChangeType change, const TCProgramData& program) const {
     if (kind != Kind::CHANGES && change == PROGRAM_LIST_END) {
         return type != SUBSCRIBE_CHANGES && !hasEnded; // of no program
     }
-    if (!IsService(filter.Service(), program.ServiceKey())) {
+    if (!MatchesServiceKey(filter.Service(), program.ServiceKey())) {
         return false;
     }
     if (kind != Kind::CHANGES) {
@@ -46,8 +35,7 @@ bool Television::ProgramWish::Wants(EProgramChangeType change, const TCProgramDa
 
 bool Television::ProgramWish::WantsOfList(EProgramChangeType change,
                                           const TSProgramEvent& event) const {
-    if (kind == Kind::SCHEDULE &&
-        (event.start >= second || event.start + event.duration <= first)) {
+    if (kind == Kind::SCHEDULE && !event.IsOnAir(first, second)) {
         return false;
     }
     if (change == PROGRAM_LISTED) {

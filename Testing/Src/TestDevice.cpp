@@ -14,16 +14,23 @@ namespace {
 constexpr unsigned long KEY_PRESS = 2; // the type words of UtilX.h
 constexpr unsigned long KEY_RELEASE = 3;
 
-template <typename Value>
-bool SetConfigurationTo(const std::string& key, Value value) {
+// Some proxies ask the platform on the main loop. Not only the event's own: a key may lead to a
+// change that the service listens to.
+void Settle() {
     SetUpHost();
     PassMainLoop();
+}
+
+template <typename Value>
+bool SetConfigurationTo(const std::string& key, Value value) {
+    Settle();
     return marrow::evt::VConfEventProxy::GetInstance().SetValue(key.c_str(), value);
 }
 
 // On the television's thread.
 template <typename Send>
 auto OnStream(const Send& send) {
+    Settle();
     Television& television = Television::Get();
     decltype(send(television)) result{};
     RunOn(television.Thread(), [&] { result = send(television); });
@@ -33,10 +40,12 @@ auto OnStream(const Send& send) {
 } // namespace
 
 bool PressKey(const std::string& name) {
+    Settle();
     return KeyServer::Get().Send(name, KEY_PRESS);
 }
 
 bool ReleaseKey(const std::string& name) {
+    Settle();
     return KeyServer::Get().Send(name, KEY_RELEASE);
 }
 
@@ -57,8 +66,6 @@ bool SetConfiguration(const std::string& key, const char* value) {
 }
 
 bool SendSignal(ESignalType signal, EProfile profile, unsigned short screen, TSSignalData data) {
-    SetUpHost();
-    PassMainLoop();
     return OnStream([&](Television& television) {
         return television.SendSignal(signal, profile, screen, data);
     });

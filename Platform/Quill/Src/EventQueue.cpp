@@ -3,7 +3,6 @@
 
 #include <chrono>
 
-#include "FreeMemory.h"
 #include "TCHandler.h"
 
 namespace Quill {
@@ -42,20 +41,19 @@ bool EventQueue::TakeBatch() {
         }
         Sleep();
     }
-    m_isTidy = false;
+    m_tidier.HasWorked();
     m_waiting.swap(m_batch);
     return true;
 }
 
 void EventQueue::Sleep() {
     m_sleeping = true;
-    if (m_isTidy) {
+    const auto quiet = m_tidier.Wait();
+    if (!quiet) {
         m_wake.Wait(m_mutex);
-    } else if (!m_wake.WaitUntil(m_mutex, std::chrono::steady_clock::now() +
-                                              marrow::base::QUIET_BEFORE_RETURN)) {
-        m_isTidy = true;
+    } else if (!m_wake.WaitUntil(m_mutex, std::chrono::steady_clock::now() + *quiet)) {
         m_mutex.unlock();
-        marrow::base::ReturnFreeMemory();
+        m_tidier.TidyUp();
         m_mutex.lock();
     }
     m_sleeping = false;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "FreeMemory.h"
 #include "Mutex.h"
 #include "TCEvent.h"
 
@@ -48,7 +49,7 @@ private:
 
     // The serving thread's own.
     std::vector<TCEvent> m_batch;
-    bool m_isTidy = true; // since the last event has memory been given back
+    marrow::base::MemoryTidier m_tidier;
 };
 
 } // namespace Quill

@@ -14,6 +14,19 @@ inline unsigned long long MakeServiceKey(std::uint16_t originalNetworkId,
            static_cast<unsigned long long>(transportStreamId) << 16 | serviceId;
 }
 
+/// Whether a program's key is the wanted one. A part of either that is 0 stands for any: in the
+/// wanted one by its sense, in the program's because no table has told it yet.
+inline bool MatchesServiceKey(unsigned long long wanted, unsigned long long key) {
+    for (int shift = 0; shift <= 32; shift += 16) {
+        const unsigned long long part = wanted >> shift & 0xFFFF;
+        const unsigned long long known = key >> shift & 0xFFFF;
+        if (part != 0 && known != 0 && part != known) {
+            return false;
+        }
+    }
+    return true;
+}
+
 /// EN 300 468, table 6: running_status, of a service or an event.
 enum ERunningStatus : int {
     RUNNING_UNDEFINED = 0,
@@ -46,6 +59,12 @@ struct TSProgramEvent {
     std::string text;        ///< its text
     std::string language;    ///< its language, ISO 639-2
 
+    /// At some time from `first` on and before `second`, in seconds since 1970. An event without a
+    /// duration counts in its first second.
+    bool IsOnAir(std::int64_t first, std::int64_t second) const {
+        const std::int64_t end = start + (duration != 0 ? duration : 1);
+        return known && start >= 0 && start < second && end > first;
+    }
     bool operator==(const TSProgramEvent&) const = default;
 };
 

@@ -24,23 +24,6 @@ TCProgramData ProgramGuide::With(const Program& program, const TSProgramEvent& e
     return data;
 }
 
-bool ProgramGuide::KeyMatches(unsigned long long wanted, unsigned long long key) {
-    for (unsigned shift = 0; shift <= 32; shift += 16) {
-        const unsigned long long part = wanted >> shift & 0xFFFF;
-        const unsigned long long known = key >> shift & 0xFFFF;
-        if (part != 0 && known != 0 && part != known) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool ProgramGuide::IsOnAir(const TSProgramEvent& event, std::int64_t first, std::int64_t second) {
-    // One without a duration counts in its first second.
-    const std::int64_t end = event.start + std::max<std::int64_t>(event.duration, 1);
-    return event.known && event.start >= 0 && event.start < second && end > first;
-}
-
 // --- tables ---
 
 void ProgramGuide::SetPat(const Pat& pat) {
@@ -203,7 +186,7 @@ std::vector<TCProgramData> ProgramGuide::Programs() const {
 std::vector<TCProgramData> ProgramGuide::PresentAndFollowing(unsigned long long key) const {
     std::vector<TCProgramData> list;
     for (const auto& [number, program] : m_programs) {
-        if (!KeyMatches(key, program.data.ServiceKey())) {
+        if (!MatchesServiceKey(key, program.data.ServiceKey())) {
             continue;
         }
         for (const TSProgramEvent* event : {&program.present, &program.following}) {
@@ -219,12 +202,12 @@ std::vector<TCProgramData> ProgramGuide::Schedule(unsigned long long key, std::i
                                                   std::int64_t second) const {
     std::vector<TCProgramData> list;
     for (const auto& [number, program] : m_programs) {
-        if (!KeyMatches(key, program.data.ServiceKey())) {
+        if (!MatchesServiceKey(key, program.data.ServiceKey())) {
             continue;
         }
         for (const auto& [section, events] : program.schedule) {
             for (const TSProgramEvent& event : events) {
-                if (IsOnAir(event, first, second)) {
+                if (event.IsOnAir(first, second)) {
                     list.push_back(With(program, event));
                 }
             }

@@ -40,11 +40,6 @@ public:
     std::vector<TCProgramData> Schedule(unsigned long long key, std::int64_t first,
                                         std::int64_t second) const;
 
-    /// A part of either key that is 0 stands for any: in the wanted one by its sense, in the other
-    /// one because the stream hasn't told its network yet.
-    static bool KeyMatches(unsigned long long wanted, unsigned long long key);
-    static bool IsOnAir(const TSProgramEvent& event, std::int64_t first, std::int64_t second);
-
 private:
     using SectionKey = std::pair<std::uint8_t, std::uint8_t>; // table id, section_number
     struct Program {

@@ -65,16 +65,16 @@ bool ProgramSubscriber::Subscription::Wants(EProgramChangeType change,
                                             const TCProgramData& data) const {
     if (kind == Kind::Changes) {
         return change <= PROGRAM_FOLLOWING_CHANGED && filter.Wants(change) &&
-               ProgramGuide::KeyMatches(filter.Service(), data.ServiceKey()) &&
+               MatchesServiceKey(filter.Service(), data.ServiceKey()) &&
                (!filter.FreeToAirOnly() || data.free_to_air);
     }
-    if (type == SUBSCRIBE_ONCE || !ProgramGuide::KeyMatches(list, data.ServiceKey())) {
+    if (type == SUBSCRIBE_ONCE || !MatchesServiceKey(list, data.ServiceKey())) {
         return false;
     }
     if (kind == Kind::PresentAndFollowing) {
         return change == PROGRAM_PRESENT_CHANGED || change == PROGRAM_FOLLOWING_CHANGED;
     }
-    return change == PROGRAM_SCHEDULE_CHANGED && ProgramGuide::IsOnAir(data.event, first, second);
+    return change == PROGRAM_SCHEDULE_CHANGED && data.event.IsOnAir(first, second);
 }
 
 void ProgramSubscriber::Call(int id, Subscription& subscription, EProgramChangeType type,

@@ -233,7 +233,7 @@ protected:
     tvservice::SectionRouter router{demuxer};
     tvservice::ProgramGuide guide{[this](EProgramChangeType type, const TCProgramData& data) {
         if (type == PROGRAM_PRESENT_CHANGED &&
-            tvservice::ProgramGuide::KeyMatches(MakeServiceKey(1, 1, 1), data.ServiceKey())) {
+            MatchesServiceKey(MakeServiceKey(1, 1, 1), data.ServiceKey())) {
             told.push_back(data.event.event_id);
         }
     }};

@@ -263,14 +263,14 @@ TEST_F(ProgramGuideTest, HoldsABoundedScheduleOfEachProgram) {
 
 TEST_F(ProgramGuideTest, MatchesKeysWhosePartsMayBeAny) {
     const unsigned long long key = MakeServiceKey(1, 2, 3);
-    EXPECT_TRUE(ProgramGuide::KeyMatches(0, key));
-    EXPECT_TRUE(ProgramGuide::KeyMatches(key, key));
-    EXPECT_TRUE(ProgramGuide::KeyMatches(MakeServiceKey(1, 0, 0), key));
-    EXPECT_TRUE(ProgramGuide::KeyMatches(MakeServiceKey(0, 2, 0), key));
-    EXPECT_TRUE(ProgramGuide::KeyMatches(MakeServiceKey(0, 0, 3), key));
-    EXPECT_FALSE(ProgramGuide::KeyMatches(MakeServiceKey(2, 2, 3), key));
-    EXPECT_FALSE(ProgramGuide::KeyMatches(MakeServiceKey(1, 3, 3), key));
-    EXPECT_FALSE(ProgramGuide::KeyMatches(MakeServiceKey(1, 2, 1), key));
+    EXPECT_TRUE(MatchesServiceKey(0, key));
+    EXPECT_TRUE(MatchesServiceKey(key, key));
+    EXPECT_TRUE(MatchesServiceKey(MakeServiceKey(1, 0, 0), key));
+    EXPECT_TRUE(MatchesServiceKey(MakeServiceKey(0, 2, 0), key));
+    EXPECT_TRUE(MatchesServiceKey(MakeServiceKey(0, 0, 3), key));
+    EXPECT_FALSE(MatchesServiceKey(MakeServiceKey(2, 2, 3), key));
+    EXPECT_FALSE(MatchesServiceKey(MakeServiceKey(1, 3, 3), key));
+    EXPECT_FALSE(MatchesServiceKey(MakeServiceKey(1, 2, 1), key));
 }
 
 // --- behind a stream's tables ---

@@ -3,8 +3,10 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <glib.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <thread>
 
 #include <hearthd/HostedService.h>
 #include <hearthd/KeyEventProxy.h>
@@ -134,6 +136,43 @@ TEST_F(Configuration, LiesInAFileOfTheProcess) {
     EXPECT_EQ(store.parent_path().parent_path(), std::filesystem::temp_directory_path());
 }
 
+// A main loop that is slow to ask the platform.
+void DelayMainLoop() {
+    const GSourceFunc sleep = [](void* /*unused*/) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        return 0;
+    };
+    g_main_context_invoke(nullptr, sleep, nullptr);
+}
+
+TEST_F(Configuration, IsListenedToOnceTheServiceHasStarted) {
+    VConfEventProxy& configuration = VConfEventProxy::GetInstance();
+    Start(
+        [&] {
+            DelayMainLoop();
+            configuration.Subscribe("db/test/early", &listener);
+        },
+        [&] { configuration.Unsubscribe("db/test/early", &listener); });
+    EXPECT_TRUE(configuration.SetValue("db/test/early", 1));
+    EXPECT_TRUE(Came(1));
+}
+
+TEST_F(Configuration, IsListenedToBeforeAKeyChangesIt) {
+    RecordingListener<key_event_arg_t> keys("listening");
+    keys.onEvent = [] { VConfEventProxy::GetInstance().SetValue("db/test/key", 1); };
+    VConfEventProxy& configuration = VConfEventProxy::GetInstance();
+    Start([&] { KeyEventProxy::Get().Subscribe(&keys, {"Up"}); },
+          [&] {
+              KeyEventProxy::Get().Unsubscribe(&keys);
+              configuration.Unsubscribe("db/test/key", &listener);
+          });
+    DelayMainLoop();
+    configuration.Subscribe("db/test/key", &listener);
+    EXPECT_TRUE(PressKey("Up"));
+    EXPECT_TRUE(Came(1));
+    host.reset(); // its stop looks at `keys`
+}
+
 // --- television ---
 
 using Signals = TestDevice<tvs_event_args_t>;
@@ -213,6 +252,7 @@ protected:
         TCProgramData program;
         program.transport_stream_id = 7;
         program.service_id = service;
+        program.event.known = true;
         program.event.start = 1000;
         program.event.duration = 100;
         return program;
@@ -247,11 +287,12 @@ TEST_F(Programs, ComeToTheFiltersThatWantThem) {
     wanted.event.name = "The news";
     EXPECT_EQ(SendProgram(PROGRAM_PRESENT_CHANGED, wanted), 1);
     EXPECT_EQ(SendProgram(PROGRAM_PRESENT_CHANGED, Program(4)), 0) << "another service";
+    EXPECT_EQ(SendProgram(PROGRAM_PRESENT_CHANGED, Program(0)), 1) << "which, isn't known yet";
     EXPECT_EQ(SendProgram(PROGRAM_GONE, wanted), 0) << "another change";
     EXPECT_EQ(SendProgram(PROGRAM_LISTED, wanted), 0) << "nobody's list";
     wanted.free_to_air = false;
     EXPECT_EQ(SendProgram(PROGRAM_PRESENT_CHANGED, wanted), 0);
-    ASSERT_THAT(listener.Events(), SizeIs(1));
+    ASSERT_THAT(listener.Events(), SizeIs(2));
     EXPECT_EQ(listener.Events()[0].program->event.name, "The news");
     ExpectOnTheWorker();
 }
@@ -284,6 +325,9 @@ TEST_F(Programs, AreInAScheduleByTheirTime) {
     SendProgram(PROGRAM_PRESENT_CHANGED, Program(3));
     EXPECT_THAT(ChangesFor(one), ElementsAre(PROGRAM_LISTED, PROGRAM_SCHEDULE_CHANGED));
     EXPECT_THAT(ChangesFor(two), ElementsAre()) << "it ends at 1100";
+    TCProgramData unknown = Program(3);
+    unknown.event.known = false;
+    EXPECT_EQ(SendProgram(PROGRAM_SCHEDULE_CHANGED, unknown), 0);
     int none = -1;
     EXPECT_FALSE(programs.SubscribeList(&listener, 0, 7, 7, SUBSCRIBE_BOTH, 5, none));
 }
