@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "BusRecords.h"
+#include "FreeMemory.h"
 #include "Probe.h"
 #include "QuillLog.h"
 #include "TimeSpec.h"
@@ -35,6 +36,8 @@ constexpr std::size_t MOST_UNWRITTEN = 8U << 20;
 // Microseconds.
 constexpr std::uint64_t LONGEST_STALL = 5000000;
 constexpr std::uint64_t LOOK_INTERVAL = 500000;
+constexpr std::uint64_t QUIET =
+    std::chrono::microseconds(marrow::base::QUIET_BEFORE_RETURN).count();
 constexpr int LONGEST_STALL_AT_CLOSE = 1000; // milliseconds
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
@@ -245,9 +248,7 @@ int BusConnection::Process(std::vector<Incoming>& out) {
         WriteReplies();
     }
     m_out = nullptr;
-    if (out.size() > before) {
-        m_tidier.HasWorked();
-    }
+    m_isTidy = m_isTidy && out.size() == before;
     // A message that comes alone is acted on before the bus is asked for a next one.
     m_batch = result == 0 ? 1 : std::min(2 * m_batch, LARGEST_BATCH);
     if (result == 0) {
@@ -287,11 +288,10 @@ void BusConnection::PrepareToWait(bool toWrite) {
         m_pollDeadline = NO_DEADLINE;
     }
     if (m_mayBeUnread) {
-        m_tidier.HasWorked();
+        m_isTidy = false;
         m_pollDeadline = std::min(m_pollDeadline, m_nextLook);
-    } else if (const auto quiet = m_tidier.Wait()) {
-        const std::uint64_t later = std::chrono::microseconds(*quiet).count();
-        m_pollDeadline = std::min(m_pollDeadline, MonotonicMicroseconds() + later);
+    } else if (!m_isTidy) {
+        m_pollDeadline = std::min(m_pollDeadline, MonotonicMicroseconds() + QUIET);
     }
 }
 
@@ -310,8 +310,9 @@ void BusConnection::WaitForWork() {
     if (ready > 0 && descriptors[1].revents != 0) {
         eventfd_t count = 0;
         eventfd_read(m_wakeDescriptor, &count);
-    } else if (ready == 0 && m_tidier.Wait()) {
-        m_tidier.TidyUp();
+    } else if (ready == 0 && !m_isTidy) {
+        m_isTidy = true;
+        marrow::base::ReturnFreeMemory();
     }
 }
 

@@ -9,7 +9,6 @@
 #include <string_view>
 #include <vector>
 
-#include "FreeMemory.h"
 #include "Mutex.h"
 #include "PendingReply.h"
 #include "SenderNames.h"
@@ -187,7 +186,7 @@ private:
     int m_pollDescriptor = -1;
     short m_pollEvents = 0;
     std::uint64_t m_pollDeadline = 0;
-    marrow::base::MemoryTidier m_tidier;
+    bool m_isTidy = true; // since the last message has memory been given back
 };
 
 } // namespace Quill

@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "FreeMemory.h"
 #include "TCHandler.h"
 
 namespace Quill {
@@ -41,19 +42,20 @@ bool EventQueue::TakeBatch() {
         }
         Sleep();
     }
-    m_tidier.HasWorked();
+    m_isTidy = false;
     m_waiting.swap(m_batch);
     return true;
 }
 
 void EventQueue::Sleep() {
     m_sleeping = true;
-    const auto quiet = m_tidier.Wait();
-    if (!quiet) {
+    if (m_isTidy) {
         m_wake.Wait(m_mutex);
-    } else if (!m_wake.WaitUntil(m_mutex, std::chrono::steady_clock::now() + *quiet)) {
+    } else if (!m_wake.WaitUntil(m_mutex, std::chrono::steady_clock::now() +
+                                              marrow::base::QUIET_BEFORE_RETURN)) {
+        m_isTidy = true;
         m_mutex.unlock();
-        m_tidier.TidyUp();
+        marrow::base::ReturnFreeMemory();
         m_mutex.lock();
     }
     m_sleeping = false;

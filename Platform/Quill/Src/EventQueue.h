@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "FreeMemory.h"
 #include "Mutex.h"
 #include "TCEvent.h"
 
@@ -49,7 +48,7 @@ private:
 
     // The serving thread's own.
     std::vector<TCEvent> m_batch;
-    marrow::base::MemoryTidier m_tidier;
+    bool m_isTidy = true; // since the last event has memory been given back
 };
 
 } // namespace Quill
