@@ -325,6 +325,8 @@ TEST_F(Completion, KnowsVerbsAndOptions) {
     EXPECT_EQ(Complete("hearthctl check " HEARTHD_STAGE "/usr/share/hearthd/m"),
               HEARTHD_STAGE "/usr/share/hearthd/manifest.schema.json\n");
     EXPECT_EQ(Complete("hearthctl new --l"), "--listen\n");
+    EXPECT_EQ(Complete("hearthctl new --listen ''"),
+              "captions config keys pes programs sections signals\n");
     EXPECT_EQ(Complete("hearthctl new --listen s"), "sections signals\n");
     EXPECT_EQ(Complete("hearthctl new --listen keys ''"), "\n");
     EXPECT_EQ(Complete("hearthctl plot --o"), "--output\n");

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <regex>
 #include <set>
 
 #include "ReadFile.h"
@@ -95,6 +96,12 @@ TEST_F(New, NamesTheSourcesWhereOneIsUnknown) {
               "hearthctl: there is nothing called 'news' to listen to; there are captions, config, "
               "keys, pes, programs, sections, signals\n");
     EXPECT_THAT(FilesIn("."), IsEmpty());
+}
+
+TEST_F(New, SaysWhichSourcesThereAre) {
+    const Result result = Hearthctl({"new", "--help"});
+    const std::string help = std::regex_replace(result.output, std::regex("\\s+"), " ");
+    EXPECT_THAT(help, HasSubstr("captions, config, keys, pes, programs, sections or signals"));
 }
 
 TEST_F(New, LeavesNothingBehindWhereItCannotWrite) {
