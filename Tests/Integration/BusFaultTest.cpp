@@ -126,6 +126,9 @@ private:
     void Listen() {
         while (!m_ended) {
             const std::unique_ptr<RawClient> client = ConnectUnless(m_ended);
+            if (client == nullptr) {
+                continue;
+            }
             try {
                 client->Match("type='signal',interface='quill.Endpoint1'");
                 while (!m_ended) {

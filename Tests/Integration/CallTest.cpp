@@ -107,7 +107,7 @@ TEST_F(Call, OfSeveralClientsAtOnceIsEachAnsweredItsOwn) {
 
 TEST_F(Call, ForABusyServiceWaitsAndIsPendingWhileItDoes) {
     RawClient busy;
-    busy.Send(ROUTER, "probe", R"({"do":"sleep","ms":500})");
+    busy.Send(ROUTER, "probe", R"({"do":"sleep","ms":3000})");
     ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
     EXPECT_EQ(client.Call(ROUTER, "probe2", R"({"a":1})").payload, R"({"a":1})");
     EXPECT_TRUE(daemon.WaitForLog("> 1 pending messages")) << "the busy one's";

@@ -34,11 +34,8 @@ std::string Timing(const std::string& tag, const std::string& time) {
 std::vector<Json::Value> JsonLines(const std::string& text) {
     std::vector<Json::Value> values;
     std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        Json::Value value;
-        if (std::istringstream(line) >> value) { // the last line may be half written
-            values.push_back(value);
-        }
+    for (std::string line; std::getline(lines, line) && !lines.eof();) { // the last isn't whole
+        std::istringstream(line) >> values.emplace_back();
     }
     return values;
 }

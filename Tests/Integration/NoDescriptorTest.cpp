@@ -130,7 +130,7 @@ TEST_F(NoDescriptor, ForTheStacksOfADeadCallersCallLeavesTheCallAlone) {
     StartAndWait();
     ASSERT_TRUE(daemon.WaitForLog("> Watchdog started"));
     client.RequestName("marrow.ser.client.PID_4711");
-    client.Send(ROUTER, "probe", R"({"do":"sleep","ms":1500})");
+    client.Send(ROUTER, "probe", R"({"do":"sleep","ms":4000})");
     ASSERT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
     TakeDescriptors();
     std::ofstream(daemon.CrashFolder() + "/1.a.b.4711.c");

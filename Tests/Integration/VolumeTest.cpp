@@ -18,6 +18,7 @@ constexpr const char* NOW = R"({"get":"now"})";
 constexpr const char* RAISE = "XF86AudioRaiseVolume";
 constexpr const char* LOWER = "XF86AudioLowerVolume";
 constexpr const char* MUTE = "XF86AudioMute";
+constexpr const char* SUBSCRIBED = "> Subscribe for db/audio/mute value change";
 
 class VolumeTest : public ServiceTest {
 protected:
@@ -46,6 +47,12 @@ protected:
 
 class Volume : public VolumeTest {
 protected:
+    // The subscriptions come behind the service's start.
+    void StartAndWait() {
+        VolumeTest::StartAndWait();
+        EXPECT_TRUE(daemon.WaitForLog(SUBSCRIBED));
+    }
+
     VirtualDisplay display;
 };
 
@@ -117,6 +124,7 @@ TEST_F(Volume, IsThereAgainBehindTheDaemonsDeath) {
     daemon.Kill();
     daemon.Start();
     ASSERT_TRUE(daemon.WaitForLog(AUTOSTART_DONE, 2));
+    ASSERT_TRUE(daemon.WaitForLog(SUBSCRIBED, 2));
     EXPECT_EQ(Call("volume", NOW), R"({"level":21,"muted":false})");
     display.Tap(RAISE);
     ExpectNotification(22, false);

@@ -153,7 +153,7 @@ TEST_P(WatchdogDevice, GetsTheStackOfEveryThreadWhileTheCallOfADeadClientIsStill
 
 TEST_F(Watchdog, DumpsNothingForAProcessThatHasNoCallHere) {
     StartWatching();
-    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("probe", R"({"do":"sleep","ms":300})"));
+    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("probe", R"({"do":"sleep","ms":4000})"));
     LeaveCrashFile("4712");
     ASSERT_TRUE(daemon.WaitForLog("> Watchdog callback executed for 4712"));
     ASSERT_TRUE(daemon.WaitForLog("> Pending messge: from marrow.ser.client.PID_4711 to probe"));
@@ -176,7 +176,7 @@ TEST_F(Watchdog, FindsAFolderOfCrashFilesThatComesLater) {
 
 TEST_P(WatchdogDevice, IsShownByHearthctlWithNamesThatPeopleRead) {
     StartWatching();
-    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("probe", R"({"do":"hang","ms":1500})"));
+    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("probe", R"({"do":"hang","ms":4000})"));
     LeaveCrashFile("4711");
     ASSERT_NE(Beacon::WaitForDumpIn(dumps), "");
     Program stacks({HEARTHCTL, "stacks", "--folder", dumps});
@@ -220,7 +220,7 @@ TEST_F(Watchdog, KeepsAnsweringWhileOneDumpChasesTheOther) {
         {{"third", {.library = "libprobe3.so"}}, {"fourth", {.library = "libprobe4.so"}}});
     StartWatching();
     const std::vector<std::string> services{"probe", "probe2", "third", "fourth"};
-    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("fourth", R"({"do":"sleep","ms":3000})"));
+    ASSERT_NO_FATAL_FAILURE(CallAndStayPending("fourth", R"({"do":"sleep","ms":6000})"));
 
     std::atomic<int> answered{0};
     std::vector<std::thread> clients;

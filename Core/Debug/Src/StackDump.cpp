@@ -4,7 +4,10 @@
 // with all signals blocked, and maybe in the middle of an allocation or of a locked section. There
 // is no allocation here, no lock of ours and no stdio: system calls, snprintf with numbers and
 // strings alone, and libunwind's local unwinding, which is made for this. Its own way to a
-// procedure's name isn't: it allocates, and reads the library's file. So it gets another one.
+// procedure's name isn't: it allocates, and reads the library's file. So it gets another one. Nor
+// is its cache: who looks something up holds the cache's lock while it waits for the loader's. A
+// thread that has the loader's, interrupted in a dlopen or an exception, would wait for the cache's
+// then, and the daemon stand still. So there is no cache.
 
 #define UNW_LOCAL_ONLY
 
@@ -46,6 +49,7 @@ int NameForUnwinder(unw_addr_space_t /*space*/, unw_word_t address, char* name, 
 // Ahead of the first signal: it initialises libunwind too.
 void APIWatchdog::PrepareHandler() {
     unw_get_accessors(unw_local_addr_space)->get_proc_name = NameForUnwinder;
+    unw_set_caching_policy(unw_local_addr_space, UNW_CACHE_NONE);
 }
 
 // The device prints addresses of 32 bits; of a wider one the line holds the lower half.

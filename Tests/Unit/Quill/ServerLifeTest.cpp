@@ -48,8 +48,8 @@ TEST_F(ServerLife, HoldsCallsAndSignalsBackUntilTheMainLoopRuns) {
     std::atomic<int> received{0};
     server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) { ++received; };
     server.SubscribeSignal(nullptr, "Hello", nullptr, nullptr);
-    ASSERT_TRUE(server.TCServer::CreateDBusServer());
     const auto opened = std::chrono::steady_clock::now();
+    ASSERT_TRUE(server.TCServer::CreateDBusServer());
     RawClient client;
     client.Send("test.Server", "me", R"({"number":1})");
     client.SendSignal("Hello", {"Hello", "me", "{}"});
@@ -66,8 +66,8 @@ TEST_F(ServerLife, HoldsCallsAndSignalsBackUntilTheMainLoopRuns) {
 }
 
 TEST_F(ServerLife, HoldsCallsBackForSecondsWhereNoMainLoopRuns) {
-    ASSERT_TRUE(server.TCServer::CreateDBusServer());
     const auto opened = std::chrono::steady_clock::now();
+    ASSERT_TRUE(server.TCServer::CreateDBusServer());
     RawClient client;
     EXPECT_EQ(client.Call("test.Server", "", R"({"a":1})").payload, R"({"a":1})");
     EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(4900));
@@ -312,9 +312,10 @@ TEST_F(ServerLife, EndsADeliveryWhoseBusHasGoneAndAnswersNobody) {
 TEST_F(ServerLife, EndsACallThatWaitsWhenTheBusGoes) {
     TestServer client("test.Client");
     Gate inCallback;
+    Gate goOn;
     server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
         inCallback.Open();
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        goOn.Wait();
     };
     server.CreateDBusServer();
     client.CreateDBusServer();
@@ -326,6 +327,8 @@ TEST_F(ServerLife, EndsACallThatWaitsWhenTheBusGoes) {
     ASSERT_TRUE(inCallback.Wait());
     bus.Kill();
     caller.join();
+    goOn.Open();
+    server.CloseDBusServer(); // the callback uses the gates
     EXPECT_LT(result, 0);
 }
 

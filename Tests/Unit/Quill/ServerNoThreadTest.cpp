@@ -62,7 +62,7 @@ TEST_F(ServerNoThread, MayBeClosedAndCreatedAgain) {
     server.CloseDBusServer();
     Refuse(0);
     EXPECT_TRUE(server.CreateDBusServer());
-    EXPECT_TRUE(IsAnswered());
+    EXPECT_TRUE(WaitUntil(IsAnswered));
 }
 
 // The main loop still asks for its thread once more.

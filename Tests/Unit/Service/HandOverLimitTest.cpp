@@ -38,7 +38,7 @@ auto Time(Call call) {
 // Not before the limit, and not much later: a busy machine is late.
 #define EXPECT_TEN_SECONDS(took)                                                                   \
     EXPECT_GE(took, milliseconds(10000));                                                          \
-    EXPECT_LT(took, milliseconds(12000))
+    EXPECT_LT(took, milliseconds(20000))
 
 TEST(HandOverLimit, EndsAStartWhichTheServiceOutlasts) {
     TestService service("SlowStart");

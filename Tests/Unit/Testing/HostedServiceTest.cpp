@@ -192,8 +192,10 @@ TEST(HostedServiceCall, TimesOutAndGoesOn) {
 }
 
 TEST(HostedServiceCall, WaitsForOtherServicesBehindASecondOneForABusyService) {
+    Gate begun;
     Gate release;
     LambdaHost busy("busy", {.call = [&](const Json::Value&) {
+                        begun.Open();
                         release.Wait();
                         return Object("a", 1);
                     }});
@@ -201,6 +203,7 @@ TEST(HostedServiceCall, WaitsForOtherServicesBehindASecondOneForABusyService) {
     ASSERT_TRUE(busy.service.Start());
     ASSERT_TRUE(idle.service.Start());
     EXPECT_EQ(busy.service.Call({}, SHORT).result, -ETIMEDOUT);
+    ASSERT_TRUE(begun.Wait());
     EXPECT_EQ(idle.service.Call(Object("b", 2)).payload, Object("b", 2));
     EXPECT_EQ(busy.service.Call({}, SHORT).result, -ETIMEDOUT);
     EXPECT_EQ(idle.service.Call(Object("b", 2), SHORT).result, -ETIMEDOUT);

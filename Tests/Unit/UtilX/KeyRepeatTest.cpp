@@ -42,7 +42,8 @@ TEST_F(KeyRepeat, ComesAsFurtherPressesWhereWanted) {
     EXPECT_EQ(std::count(rest.begin(), rest.end(), KeyMessage{code, DOWN}) + 1,
               static_cast<long>(rest.size())); // no releases in between
     m_server.Tap(code);
-    EXPECT_EQ(window.Next(2), Tapped(code));
+    EXPECT_EQ(window.Next(), (KeyMessage{code, DOWN}));
+    window.UpTo(code); // a slow machine holds it down for a while
 }
 
 TEST_F(KeyRepeat, IsOnePressAndOneReleaseOtherwise) {

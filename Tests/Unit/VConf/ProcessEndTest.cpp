@@ -12,7 +12,7 @@ using ProcessEndTest = VConfTest;
 TEST_F(ProcessEndTest, TheThreadEndsWithIt) {
     StorePeer peer;
     ASSERT_EQ(peer.Ask("watch db/a"), "0");
-    EXPECT_EQ(peer.End(std::chrono::seconds(1)), 0); // no callback is waited for
+    EXPECT_EQ(peer.End(), 0);
 }
 
 TEST_F(ProcessEndTest, ACallbackThatStandsStillDoesntKeepItAlive) {

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <link.h>
 #include <map>
 #include <optional>
 #include <sys/resource.h>
@@ -200,6 +201,25 @@ TEST_F(StackDump, AllocatesNothing) {
     EXPECT_GT(DeviceRecord::TextsOf(ThisThread()).size(), 3U);
     EXPECT_EQ(after, before);
     EXPECT_GT(MallocCount(), after);
+}
+
+// As in a dlopen, or where an exception looks for its handler: the others' stacks wait for the
+// loader's lock meanwhile, and may have nothing that the interrupted thread's needs.
+TEST_F(StackDump, ComesToItsEndWhereItInterruptsAThreadThatHasTheLoadersLock) {
+    if (UNDER_THREAD_SANITIZER) {
+        GTEST_SKIP() << HELD_BACK;
+    }
+    ReadingThread other;
+    const auto dump = [](dl_phdr_info* /*library*/, std::size_t /*size*/, void* data) {
+        const pid_t otherId = static_cast<ReadingThread*>(data)->Id();
+        syscall(SYS_tgkill, getpid(), otherId, APIWatchdog::SIGNAL);
+        EXPECT_TRUE(WaitUntil([&] { return IsIn(otherId, SYS_futex); }));
+        raise(APIWatchdog::SIGNAL);
+        return 1; // no further library
+    };
+    dl_iterate_phdr(dump, &other);
+    EXPECT_TRUE(DeviceRecord::HasHeard(ThisThread()));
+    EXPECT_TRUE(WaitUntil([&] { return DeviceRecord::HasHeard(other.Id()); }));
 }
 
 // The device of the tests is a file, which knows no request: the lines' ioctl fails.

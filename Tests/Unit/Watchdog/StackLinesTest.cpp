@@ -36,18 +36,18 @@ volatile int calls = 0;
 
 extern "C" {
 
-[[gnu::noinline]] void SpinInTheInnermostFrame() {
+[[gnu::noinline]] void SpinInTheInnermostFrame(pid_t thread) {
+    __atomic_store_n(&spinning, thread, __ATOMIC_SEQ_CST);
     while (!__atomic_load_n(&mayLeave, __ATOMIC_RELAXED)) {
     }
 }
 
 [[gnu::noinline]] void CallTheInnermostFrame() {
-    SpinInTheInnermostFrame();
+    SpinInTheInnermostFrame(ThisThread());
     calls = 1;
 }
 
 void* EnterTheThread(void* /*argument*/) {
-    __atomic_store_n(&spinning, ThisThread(), __ATOMIC_SEQ_CST);
     CallTheInnermostFrame();
     calls = 2;
     return nullptr;
