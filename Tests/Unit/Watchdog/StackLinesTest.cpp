@@ -25,6 +25,7 @@ using Texts = std::vector<std::string>;
 
 // The thread that is to be asked, once it is where that is to happen; and whether it may go on.
 // For the compiler's atomics, which make no call: a signal is to find the thread in one function.
+pid_t spinner = 0;
 pid_t spinning = 0;
 bool mayLeave = false;
 // Written behind a call, which isn't the function's last act then.
@@ -36,18 +37,19 @@ volatile int calls = 0;
 
 extern "C" {
 
-[[gnu::noinline]] void SpinInTheInnermostFrame(pid_t thread) {
-    __atomic_store_n(&spinning, thread, __ATOMIC_SEQ_CST);
+[[gnu::noinline]] void SpinInTheInnermostFrame() {
+    __atomic_store_n(&spinning, spinner, __ATOMIC_SEQ_CST);
     while (!__atomic_load_n(&mayLeave, __ATOMIC_RELAXED)) {
     }
 }
 
 [[gnu::noinline]] void CallTheInnermostFrame() {
-    SpinInTheInnermostFrame(ThisThread());
+    SpinInTheInnermostFrame();
     calls = 1;
 }
 
 void* EnterTheThread(void* /*argument*/) {
+    spinner = ThisThread();
     CallTheInnermostFrame();
     calls = 2;
     return nullptr;
