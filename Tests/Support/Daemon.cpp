@@ -6,12 +6,16 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
+#include <poll.h>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "FileDescriptor.h"
 #include "ReadFile.h"
 #include "UnderValgrind.h"
 #include "WaitUntil.h"
@@ -140,12 +144,17 @@ void Daemon::Kill() {
         WaitForEnd();
     }
     if (m_pid > 0 && IsRunning()) {
+        const marrow::base::FileDescriptor daemon(
+            static_cast<int>(syscall(SYS_pidfd_open, Pid(), 0)));
         // Where the view needs cleaning up a script stands in between, which passes this on.
         kill(m_pid, SIGTERM);
         if (!WaitForEnd(std::chrono::seconds(5))) {
             kill(m_pid, SIGKILL);
             WaitForEnd();
         }
+        // It ends with its view, a little later: then its bus name and its keys are free.
+        pollfd ended{daemon.Number(), POLLIN, 0};
+        EXPECT_EQ(poll(&ended, 1, 20000), 1) << "the daemon outlives its view";
     }
 }
 
