@@ -55,6 +55,23 @@ TEST_F(HearthctlTool, ShowsTheStatesInAlignedColumns) {
                                                       "probe     started\n");
 }
 
+// Manifests come in their folder's order, which is any: eight of them are in the order of their
+// names once in forty thousand times.
+TEST_F(HearthctlTool, ShowsPeopleTheServicesByTheirNames) {
+    std::string names = "SERVICE\na_service_that_sleeps\n";
+    for (const std::string name : {"b", "c", "d", "e", "f", "g", "h", "i"}) {
+        daemon.AddService(name, {.library = "libprobe.so", .launchType = 1});
+        names += name + "\n";
+    }
+    daemon.Kill();
+    daemon.Start();
+    ASSERT_TRUE(daemon.WaitForLog(AUTOSTART_DONE, 2));
+    EXPECT_EQ(AtTerminal({"list"}).output, names + "probe\n");
+    EXPECT_THAT(AtTerminal({"status"}).output,
+                MatchesRegex("SERVICE +STATE\na_service_that_sleeps +not-load\nb +not-load\n"
+                             "(. +not-load\n)*i +not-load\nprobe +started\n"));
+}
+
 TEST_F(HearthctlTool, ShowsTheDaemonsTextOrJsonElsewhere) {
     EXPECT_EQ(Hearthctl({"status"}).output, "a_service_that_sleeps   not-load\n"
                                             "probe           started\n");

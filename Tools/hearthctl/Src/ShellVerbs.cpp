@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The debug shell answers in plain text. What a line says is told by its beginning or by its end,
-// and a text that isn't understood is shown all the same.
+// and a text that isn't understood is shown all the same. Services come in the order in which the
+// daemon has found their manifests in the folder, which is any; people get them by their names.
 
 #include "ShellVerbs.h"
 
@@ -75,6 +76,7 @@ ExitStatus List(bool json) {
         for (const std::string& name : names) {
             rows.emplace_back(Printable(name), "");
         }
+        std::sort(rows.begin(), rows.end());
         PrintTable({"SERVICE", ""}, rows);
     }
     return ExitStatus::OK;
@@ -109,6 +111,7 @@ ExitStatus Status(const std::string& service, bool json) {
         for (Row& row : rows) {
             row.first = Printable(row.first);
         }
+        std::sort(rows.begin(), rows.end());
         PrintTable({"SERVICE", "STATE"}, rows);
     }
     return ExitStatus::OK;
