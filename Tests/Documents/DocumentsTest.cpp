@@ -63,6 +63,8 @@ protected:
         const std::string path = std::getenv("PATH");
         setenv("PATH", (STAGE / "usr/bin:").string().append(path).c_str(), 1);
         setenv("HOME", m_home.Path().c_str(), 1);
+        fs::create_directory_symlink(fs::path(HEARTHD_DOCUMENTS) / "Examples",
+                                     m_home.Path() / "Examples");
         setenv("VCONF_DATABASE", (m_home.Path() / "vconf.db").c_str(), 1);
         m_daemon = std::make_unique<Program>(std::vector<std::string>{APP / "bin/hearthd"});
     }
