@@ -65,7 +65,7 @@ TEST_F(HearthctlTool, ShowsPeopleTheServicesByTheirNames) {
     }
     daemon.Kill();
     daemon.Start();
-    ASSERT_TRUE(daemon.WaitForLog(AUTOSTART_DONE, 2));
+    ASSERT_TRUE(WaitForStart(daemon, 2));
     EXPECT_EQ(AtTerminal({"list"}).output, names + "probe\n");
     EXPECT_THAT(AtTerminal({"status"}).output,
                 MatchesRegex("SERVICE +STATE\na_service_that_sleeps +not-load\nb +not-load\n"

@@ -58,6 +58,7 @@ TEST_F(HeldService, InAStartHoldsUpTheServicesBehindItUntilItComesLoose) {
     daemon.Start();
     ASSERT_TRUE(IsHeldIn("start"));
     ExpectProbeAnswers();
+    ASSERT_TRUE(daemon.WaitForLog(SHELL_LISTENS));
     EXPECT_EQ(Shell("list-services", ""), "held\nprobe\nprobe2\n");
     LetGoOf("start");
     ASSERT_TRUE(daemon.WaitForLog("> started probe2"));

@@ -74,7 +74,7 @@ TEST_F(NoRoom, LosesNothingThatWasKeptWhenTheDaemonDiesOverIt) {
     daemon.Kill();
     MakeRoom();
     daemon.Start();
-    ASSERT_TRUE(daemon.WaitForLog(AUTOSTART_DONE, 2));
+    ASSERT_TRUE(WaitForStart(daemon, 2));
     EXPECT_EQ(Call("keeper", "{}"), Kept(1));
     EXPECT_EQ(Set(3), Kept(3));
 }

@@ -67,6 +67,7 @@ TEST_P(NoThreadAtTheStart, IsToldAndServicesCanBeStartedAndCalled) {
     EXPECT_TRUE(daemon.WaitForLog(std::string(FIRST_THREADS[GetParam()].logged) + REFUSED));
     ASSERT_TRUE(daemon.WaitForOutput("PERFORMANCE MONITOR - tag: INIT "));
     ASSERT_TRUE(WaitUntil([this] { return client.NameHasOwner(DEBUG_SHELL); }));
+    ASSERT_TRUE(daemon.WaitForLog(SHELL_LISTENS));
     ExpectProbeToStart();
     EXPECT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
     EXPECT_EQ(Shell("status-unload", "probe"), UNLOADED);

@@ -53,7 +53,7 @@ protected:
         }
         daemon.AddService("probe", {.library = "libprobe.so"});
         daemon.Start();
-        ASSERT_TRUE(daemon.WaitForLog(AUTOSTART_DONE)) << daemon.Log();
+        ASSERT_TRUE(WaitForStart(daemon)) << daemon.Log();
     }
 
     PrivateBus bus{{.policyFile = HEARTHD_BUS_POLICY, .limits = {}}};

@@ -123,7 +123,7 @@ TEST_F(Volume, IsThereAgainBehindTheDaemonsDeath) {
     ExpectNotification(21, false);
     daemon.Kill();
     daemon.Start();
-    ASSERT_TRUE(daemon.WaitForLog(AUTOSTART_DONE, 2));
+    ASSERT_TRUE(WaitForStart(daemon, 2));
     ASSERT_TRUE(daemon.WaitForLog(SUBSCRIBED, 2));
     EXPECT_EQ(Call("volume", NOW), R"({"level":21,"muted":false})");
     display.Tap(RAISE);
