@@ -62,6 +62,8 @@ TEST_F(Call, ThatTheServiceAnswersWithNothingFailsToBeDelivered) {
     EXPECT_EQ(client.Call(ROUTER, "probe", R"({"do":"empty"})").payload, DELIVERY_FAILED);
     EXPECT_EQ(client.Call(ROUTER, "probe", "").payload, DELIVERY_FAILED)
         << "an empty object comes back as an empty one";
+    EXPECT_EQ(client.Call(ROUTER, "probe", R"({"do":"list"})").payload, DELIVERY_FAILED);
+    EXPECT_TRUE(daemon.IsRunning());
 }
 
 TEST_F(Call, TellsTheLogWhoCalls) {

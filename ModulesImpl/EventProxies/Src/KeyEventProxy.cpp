@@ -5,6 +5,7 @@
 #include <X11/Xutil.h>
 #include <cstddef>
 #include <ctime>
+#include <string_view>
 #include <type_traits>
 
 #include "EventDelivery.h"
@@ -27,9 +28,11 @@ static_assert(std::is_same_v<Display, _XDisplay> && std::is_same_v<Window, unsig
 constexpr unsigned long PRESS = 2; // the type word of a message; everything else is a release
 constexpr timespec IDLE = {0, 100'000'000};
 
-// Keysyms whose names Xlib makes for the caller: those of Unicode.
-bool IsCallersName(KeySym keysym) {
-    return keysym >= 0x1000100 && keysym <= 0x110FFFF;
+// The names of Unicode's keysyms are made for the caller, "U0416" for one. But some are in Xlib's
+// own table, as that of Wcircumflex is: these stay Xlib's.
+bool IsCallersName(KeySym keysym, std::string_view name) {
+    return keysym >= 0x1000100 && keysym <= 0x110FFFF && name.starts_with('U') &&
+           name.find_first_not_of("0123456789ABCDEF", 1) == std::string_view::npos;
 }
 
 } // namespace
@@ -166,7 +169,7 @@ bool KeyEventProxy::HandleKey(_XDisplay* display, unsigned long keycode, unsigne
     for (IListener* listener : m_subscribers[event.keyname]) {
         Deliver(listener, event);
     }
-    if (IsCallersName(keysym)) {
+    if (IsCallersName(keysym, name)) {
         XFree(name);
     }
     return true;

@@ -82,6 +82,7 @@ int MessageRouter::IfMessageReceived(const char* sender, const TCMessage* messag
     if (blocking) {
         *reply = std::move(result);
         if (reply->payload.empty()) {
+            reply->payload = Json::objectValue; // an array without elements takes no key
             reply->payload[ERROR_KEY] = DELIVERY_FAILED;
         }
     } else {

@@ -4,6 +4,7 @@
 //
 //     echo      answers with the payload
 //     empty     answers with an empty payload
+//     list      answers with an array that has no elements
 //     change    changes the message and answers with the thread's name
 //     sleep     sleeps "ms" milliseconds and answers
 //     notify    notifies under "subject" with the payload, and answers
@@ -61,6 +62,8 @@ protected:
         reply.payload = payload;
         if (command == "empty") {
             reply.payload = Json::Value();
+        } else if (command == "list") {
+            reply.payload = Json::arrayValue;
         } else if (command == "change") {
             message.payload.clear();
             message.subject = "changed";

@@ -481,20 +481,40 @@ TEST_F(KeyEventProxyTest, HoldsItsLockWhileAKeyIsGrabbedAndLetGo) {
 }
 
 TEST_F(KeyEventProxyTest, DeliversKeysWithUnicodeNames) {
-    // The server's map has none: the test gives one to a key code that is free.
-    const KeySym keysym = 0x1000416; // of U+0416
-    KeySym map[] = {keysym};
-    XChangeKeyboardMapping(sender.Handle(), REMAPPED, 1, map, 1);
+    const std::vector<std::pair<KeySym, std::string>> keys{
+        {0x1000100, "U0100"},
+        {0x1000416, "U0416"},
+        {0x110FFFF, "U0010FFFF"},
+        // Xlib's own names, which aren't to be freed.
+        {0x1000174, "Wcircumflex"},
+        {0x10020AB, "DongSign"}};
+    // The server's map has none: the test gives them to the last key codes, before the proxy's
+    // connection fetches the map.
+    const int first = REMAPPED - static_cast<int>(keys.size()) + 1;
+    std::vector<KeySym> map;
+    Strings names;
+    for (const auto& [keysym, name] : keys) {
+        map.push_back(keysym);
+        names.push_back(name);
+    }
+    XChangeKeyboardMapping(sender.Handle(), first, 1, map.data(), static_cast<int>(map.size()));
     XSync(sender.Handle(), False);
-    char* const text = XKeysymToString(keysym);
-    const std::string name = text;
-    XFree(text);
-    proxy.Subscribe(&one, {name});
+    proxy.Subscribe(&one, names);
     ASSERT_TRUE(WaitUntil([&] {
-        SendAndWait(REMAPPED, PRESS);
+        SendAndWait(first, PRESS);
         return one.Count() != 0;
     }));
-    EXPECT_EQ(one.Events()[0].keyname, name);
+    for (int code = first + 1; code <= REMAPPED; ++code) {
+        SendAndWait(code, PRESS);
+    }
+    const auto told = [&](const std::string& name) {
+        const auto events = one.Events();
+        return std::any_of(events.begin(), events.end(),
+                           [&](const key_event_arg_t& event) { return event.keyname == name; });
+    };
+    for (const std::string& name : names) {
+        EXPECT_TRUE(WaitUntil([&] { return told(name); })) << name;
+    }
 }
 
 // --- what goes wrong ---

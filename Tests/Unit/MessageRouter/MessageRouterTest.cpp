@@ -227,16 +227,27 @@ TEST_F(MessageRouterTest, RendersNoMoreOfAPayloadThanTheLogWrites) {
 TEST_F(MessageRouterTest, MarksAnEmptyAnswerAsAFailedDelivery) {
     Json::Value failed;
     failed["return_error"] = "Delivery failed";
-    control.onCall = [](const TCMessage&) { return TCMessage(); };
-    router.IfMessageReceived("sender", &message, &reply, nullptr);
-    EXPECT_EQ(reply.payload, failed);
-    control.onCall = [](const TCMessage&) {
-        TCMessage answer;
-        answer.payload = Json::objectValue;
-        return answer;
-    };
-    router.IfMessageReceived("sender", &message, &reply, nullptr);
-    EXPECT_EQ(reply.payload, failed);
+    for (const Json::ValueType empty : {Json::nullValue, Json::objectValue, Json::arrayValue}) {
+        control.onCall = [empty](const TCMessage&) {
+            TCMessage answer;
+            answer.payload = empty;
+            return answer;
+        };
+        router.IfMessageReceived("sender", &message, &reply, nullptr);
+        EXPECT_EQ(reply.payload, failed) << empty;
+    }
+}
+
+TEST_F(MessageRouterTest, TakesNothingButContainersForEmptyAnswers) {
+    for (const Json::Value& value : {Json::Value(""), Json::Value(0), Json::Value(false)}) {
+        control.onCall = [&value](const TCMessage&) {
+            TCMessage answer;
+            answer.payload = value;
+            return answer;
+        };
+        router.IfMessageReceived("sender", &message, &reply, nullptr);
+        EXPECT_EQ(reply.payload, value);
+    }
 }
 
 TEST_F(MessageRouterTest, MarksACallToNobodyAsAFailedDelivery) {
