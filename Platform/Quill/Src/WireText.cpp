@@ -102,7 +102,7 @@ std::size_t PlainHead(std::string_view text) {
         }
         i += 8;
     }
-    while (i < text.size() && text[i] > 0) {
+    while (i < text.size() && static_cast<signed char>(text[i]) > 0) { // a char may have no sign
         ++i;
     }
     return i;
