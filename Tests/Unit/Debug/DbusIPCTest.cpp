@@ -12,6 +12,7 @@
 #include "RawClient.h"
 #include "RunMainLoop.h"
 #include "Said.h"
+#include "ServerCalls.h"
 #include "TestCommand.h"
 #include "TestServer.h"
 #include "WaitUntil.h"
@@ -66,6 +67,20 @@ TEST_F(DbusIPCTest, IsOnTheBusForAsLongAsItLives) {
     LogCapture::Clear();
     channel.emplace();
     EXPECT_EQ(TakeSaid(), Texts{"D Registered dbus server: debugshell_C"});
+}
+
+TEST_F(DbusIPCTest, GoesOnTheBusAsAClientWhenItIsMadeAndOffItAtItsEnd) {
+    channel.reset();
+    ServerCalls::Clear();
+    LogCapture::Clear();
+    Texts said;
+    ServerCalls::InsideNextCreate([&] { said = Said(); });
+    channel.emplace();
+    EXPECT_EQ(ServerCalls::All(), (Texts{"TCServer debugshell_C 1", "CreateDBusServer"}));
+    EXPECT_EQ(said, Texts{"D Registered dbus server: debugshell_C"}) << "ahead of it";
+    ServerCalls::Clear();
+    channel.reset();
+    EXPECT_EQ(ServerCalls::All(), Texts{"CloseDBusServer"});
 }
 
 TEST_F(DbusIPCTest, MakesOneMessengerForEachTag) {

@@ -139,6 +139,7 @@ TEST_F(MessengerTest, HandlesOneMessageAtATime) {
         return message;
     };
     messenger.Register(&first);
+    LogCapture::Clear();
     const auto handle = [this] {
         TCMessage message;
         messenger.HandleMessage(message);
@@ -149,6 +150,7 @@ TEST_F(MessengerTest, HandlesOneMessageAtATime) {
     Caller other(handle);
     EXPECT_TRUE(other.IsBlockedBy(messenger));
     EXPECT_EQ(runs, 1);
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, "Handle message"), 2) << "said ahead of the lock";
     finish.Open();
     EXPECT_TRUE(one.Join());
     EXPECT_TRUE(other.Join());
@@ -170,10 +172,13 @@ TEST_F(MessengerTest, LetsNobodyRegisterOrUnregisterWhileTheCommandRuns) {
         return true;
     });
     ASSERT_TRUE(inside.Wait());
+    LogCapture::Clear();
     Caller unregistering([this] { return messenger.Unregister(&second); });
     EXPECT_TRUE(unregistering.IsBlockedBy(messenger));
     Caller registering([this] { return messenger.Register(nullptr); });
     EXPECT_TRUE(registering.IsBlockedBy(messenger));
+    EXPECT_EQ(Said(), (Texts{"I Unregistering callback", "I Registering callback"}))
+        << "ahead of the lock";
     finish.Open();
     EXPECT_TRUE(unregistering.Join());
 }

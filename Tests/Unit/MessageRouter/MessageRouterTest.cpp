@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -23,6 +25,7 @@
 #include "PrivateBus.h"
 #include "RawClient.h"
 #include "RunMainLoop.h"
+#include "ServerCalls.h"
 #include "WaitUntil.h"
 #include "Worker.h"
 #include "WorkerFactory.h"
@@ -35,6 +38,8 @@ using marrow::msg::IMessageRouter;
 using marrow::msg::MessageRouter;
 using Quill::TCEventIO;
 using Quill::TCMessage;
+using testing::ElementsAre;
+using Texts = std::vector<std::string>;
 
 constexpr const char* NOT_STARTED = "Service does not exist or is not started";
 
@@ -257,6 +262,37 @@ TEST_F(MessageRouterTest, MarksACallToNobodyAsAFailedDelivery) {
     EXPECT_EQ(LogCapture::Count(DLOG_WARN, "Delivery error. No Service with name nobody"), 1);
 }
 
+TEST_F(MessageRouterTest, SaysOfAMessageToNobodyFirstThatItIsThere) {
+    message.subject = "nobody";
+    LogCapture::Clear();
+    router.IfTransferMessage("sender", &message, target);
+    router.IfMessageReceived("sender", &message, &reply, nullptr);
+    const Texts expected = {NOT_STARTED, "0 pending messages", "DBUS Message received from sender",
+                            "Delivery error. No Service with name nobody"};
+    Texts said; // without what the watchdog may say meanwhile
+    for (const LogCapture::Line& line : LogCapture::Lines()) {
+        if (std::find(expected.begin(), expected.end(), line.text) != expected.end()) {
+            said.push_back(line.text);
+        }
+    }
+    EXPECT_EQ(said, expected);
+}
+
+TEST_F(MessageRouterTest, SaysThatAMessageIsThereAheadOfTheCallAndOfASignalThatItWasSentBehindIt) {
+    int received = -1;
+    int sent = -1;
+    control.onCall = [&](const TCMessage& given) {
+        received = LogCapture::Count(DLOG_INFO, "DBUS Message received from sender");
+        sent = LogCapture::Count(DLOG_INFO, "Signal some_signal sent to router");
+        return given;
+    };
+    LogCapture::Clear();
+    router.IfMessageReceived("sender", &message, nullptr, "some_signal");
+    EXPECT_EQ(received, 1);
+    EXPECT_EQ(sent, 0);
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, "Signal some_signal sent to router"), 1);
+}
+
 TEST_F(MessageRouterTest, CallsAServiceThatIsntStartedAndLetsItRefuse) {
     control.state = IServiceControl::ServiceState::LOADED;
     router.IfMessageReceived("sender", &message, &reply, nullptr);
@@ -303,7 +339,58 @@ protected:
     PrivateBus bus;
 };
 
+// One that is derived from, and has its own part in what becomes of a message.
+class NotingRouter : public MessageRouter {
+public:
+    TCMessage OnMessage(const TCMessage& message, bool blocking) override {
+        Note("OnMessage " + message.subject, blocking);
+        return MessageRouter::OnMessage(message, blocking);
+    }
+    TCMessage Route(const std::string& serviceName, bool blocking,
+                    const TCMessage& message) override {
+        Note("Route " + serviceName, blocking);
+        return MessageRouter::Route(serviceName, blocking, message);
+    }
+
+    Texts notes;
+
+private:
+    void Note(const std::string& note, bool blocking) {
+        notes.push_back(note + (blocking ? " blocking" : " not blocking"));
+    }
+};
+
+TEST_F(RouterModule, HandsAMessageThroughItsVirtualMembersWithWhetherSomebodyWaits) {
+    FakeControl control;
+    Declare(control);
+    auto& router = KeepForEver<NotingRouter>();
+    TCMessage message;
+    TCMessage reply;
+    message.subject = "probe";
+    router.IfMessageReceived("sender", &message, &reply, nullptr);
+    router.IfMessageReceived("sender", &message, &reply, "some_signal");
+    EXPECT_THAT(router.notes,
+                ElementsAre("OnMessage probe blocking", "Route probe blocking",
+                            "OnMessage probe not blocking", "Route probe not blocking"));
+}
+
 // Destroyed where it stands: the watchdog's worker may still look at what it was.
+TEST_F(RouterModule, AsksForItsSignalOnceItIsOnTheBusAndLeavesInReverse) {
+    KeepWorker("APIWatchdog");
+    alignas(MessageRouter) static std::array<std::byte, sizeof(MessageRouter)> memory;
+    ServerCalls::Clear();
+    auto* const router = new (memory.data()) MessageRouter;
+    EXPECT_THAT(ServerCalls::All(),
+                ElementsAre("TCServer marrow.ser.server.MessageRouter 0", "CreateDBusServer",
+                            "SubscribeSignal null marrow_ser_server_MRSignal__ null null"));
+    ServerCalls::Clear();
+    router->~MessageRouter();
+    EXPECT_THAT(
+        ServerCalls::All(),
+        ElementsAre("UnSubscribeSignal null marrow_ser_server_MRSignal__", "CloseDBusServer"));
+}
+
+// Destroyed where it stands, too.
 TEST_F(RouterModule, LeavesTheBusWhenItIsDestroyed) {
     KeepWorker("APIWatchdog");
     RawClient client;

@@ -210,6 +210,7 @@ TEST_F(WatchdogCheck, HoldsTheTableUntilAllThreadsHaveBeenAsked) {
         return true;
     });
     EXPECT_TRUE(entering.IsBlockedBy(router.*MemberOf(PendingMutex())));
+    EXPECT_EQ(LogCapture::Count(DLOG_INFO, "1 pending messages"), 0) << "they are counted there";
     gates.goOn.Open();
 }
 
