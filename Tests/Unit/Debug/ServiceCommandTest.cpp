@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "ControlPipe.h"
+#include "DbusIPC.h"
 #include "FakeManager.h"
 #include "PrivateBus.h"
 #include "Said.h"
@@ -53,6 +54,24 @@ protected:
     ServiceCommand command;
 };
 
+TEST_F(ServiceCommandTest, UnregistersWhenItEnds) {
+    using marrow::dbg::DbusIPC;
+    {
+        const ServiceCommand another; // of the same tag
+        LogCapture::Clear();
+    }
+    EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, "Unregistering message handle object and member "
+                                            "function: service-command"),
+              1);
+    TCMessage message;
+    TCMessage reply;
+    message.payload[DbusIPC::COMMAND_TAG] = "service-command";
+    EXPECT_EQ(DbusIPC::Get()->IfMessageReceived("sender", &message, &reply, nullptr), 0);
+    EXPECT_EQ(
+        LogCapture::Count(DLOG_DEBUG, "There is no subscription for command tag: service-command"),
+        1);
+}
+
 TEST_F(ServiceCommandTest, NumbersItsRequests) {
     EXPECT_EQ(static_cast<int>(Request::LOAD), 0);
     EXPECT_EQ(static_cast<int>(Request::UNLOAD), 1);
@@ -81,6 +100,7 @@ TEST_F(ServiceCommandTest, AnswersWithAnEmptyTextToAFunctionThatItDoesntKnow) {
     for (const char* function :
          {"", "nonsense", "list-service", "list-services ", "List-Services", "status-restart"}) {
         EXPECT_EQ(Ask(function, "probe"), "") << function;
+        EXPECT_EQ(Ask(function, Json::arrayValue), "") << function;
     }
     TCMessage nothing;
     EXPECT_EQ(TextOf(command.OnMessage(nothing)), "");
@@ -100,6 +120,8 @@ TEST_F(ServiceCommandTest, ListsTheNamesInTheOrderOfTheManifests) {
     manager.Declare("third");
     EXPECT_EQ(Ask("list-services"), "second\nfirst\nthird\n");
     EXPECT_EQ(Ask("list-services", "nobody"), "second\nfirst\nthird\n");
+    EXPECT_EQ(Ask("list-services", Json::objectValue), "second\nfirst\nthird\n")
+        << "it doesn't look";
 }
 
 TEST_F(ServiceCommandTest, ListsTheStatesInAColumn) {

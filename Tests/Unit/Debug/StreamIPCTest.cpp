@@ -3,8 +3,10 @@
 // The pipe channel's messengers and its grammar; nothing is read here.
 
 #include <gtest/gtest.h>
+#include <mutex>
 #include <thread>
 
+#include "Caller.h"
 #include "Said.h"
 #include "TestChannel.h"
 #include "TestCommand.h"
@@ -66,6 +68,29 @@ TEST_F(StreamIPCTest, DeletesAMessengerWithItsCommandAndPassesUnknownTagsOver) {
     EXPECT_EQ(channel.Tags(), Texts{});
     EXPECT_EQ(Said(), Texts{});
     EXPECT_TRUE(channel.GetMessenger("probe")->Register(&command)) << "a new one has no command";
+}
+
+TEST_F(StreamIPCTest, WaitsForItsLockWithAMessengerThatIsAskedForOrDeleted) {
+    auto& mutex = channel.*MemberOf(MessengersMutex());
+    {
+        std::unique_lock lock(mutex);
+        Caller getting([this] { return channel.GetMessenger("probe") != nullptr; });
+        EXPECT_TRUE(getting.IsBlockedBy(mutex));
+        EXPECT_EQ(Said(), Texts{"I Registering messenger for command: probe"}) << "ahead of it";
+        lock.unlock();
+        EXPECT_TRUE(getting.Join());
+    }
+    std::unique_lock lock(mutex);
+    Caller deleting([this] {
+        std::string tag = "probe";
+        channel.DeleteMessenger(tag);
+        return true;
+    });
+    EXPECT_TRUE(deleting.IsBlockedBy(mutex));
+    EXPECT_EQ(channel.Tags(), Texts{"probe"});
+    lock.unlock();
+    EXPECT_TRUE(deleting.Join());
+    EXPECT_EQ(channel.Tags(), Texts{});
 }
 
 // For the sanitizers too: the reader looks tags up while commands come and go.

@@ -17,6 +17,10 @@ struct ReaderMutex
     : PrivateMember<ReaderMutex, marrow::base::AnyThreadMutex marrow::dbg::StreamIPC::*> {};
 template struct ExposeMember<ReaderMutex, &marrow::dbg::StreamIPC::m_readerMutex>;
 
+struct MessengersMutex
+    : PrivateMember<MessengersMutex, marrow::base::Mutex marrow::dbg::StreamIPC::*> {};
+template struct ExposeMember<MessengersMutex, &marrow::dbg::StreamIPC::m_messengersMutex>;
+
 struct PipeFd : PrivateMember<PipeFd, int marrow::dbg::StreamIPC::*> {};
 template struct ExposeMember<PipeFd, &marrow::dbg::StreamIPC::m_pipeFd>;
 
