@@ -153,6 +153,29 @@ TEST_F(APIWatchdogTest, TriesTheWholePathAgainAtAnyCreationInTheAncestor) {
     EXPECT_EQ(watchdog.Watched(), TestWatchdog::WatchOn(CRASH));
 }
 
+// Another watch than the directory's has been asked for, and there are two then.
+TEST_F(APIWatchdogTest, LooksForNoMissedFilesWhereItHasClimbedAgain) {
+    const std::string share = "/opt/usr/share";
+    CrashFolders::Make(MINCORE);
+    TestWatchdog* asked = nullptr;
+    TestWatchdog watchdog([&](const std::string&) { (*asked)->AddWatch(share); });
+    asked = &watchdog;
+    CrashFolders::Touch(MINCORE + "/1.prog.x.10.core");
+    ASSERT_TRUE(watchdog.WaitForCrashes(1));
+    std::filesystem::remove_all(MINCORE);
+    ASSERT_TRUE(LogCapture::WaitFor(DLOG_WARN, "Event skipped : wd=1 mask=32768"));
+    LogCapture::Clear();
+    CrashFolders::Touch(share + "/anything");
+    ASSERT_TRUE(LogCapture::WaitFor(DLOG_WARN, "Event skipped : wd=2 mask=32768"));
+    EXPECT_EQ(Said(), (Texts{"I [watch 2] File modified/created anything",
+                             "W Cannot monitor non-existing name " + MINCORE + ".",
+                             "I Monitoring " + CORE + ".", "I Release previously added watch 2.",
+                             "I inotify has been set up properly (new wd 3)",
+                             "W Event skipped : wd=2 mask=32768"}));
+    EXPECT_EQ(watchdog.DirectoryWatch(), 1) << "it isn't told";
+    EXPECT_EQ(watchdog.AncestorWatch(), 3);
+}
+
 TEST_F(APIWatchdogTest, StopsWatchingForGoodWhenTheDirectoryIsRemoved) {
     CrashFolders::Make(MINCORE);
     TestWatchdog watchdog;
@@ -192,6 +215,22 @@ TEST_F(APIWatchdogTest, ReleasesTheWatchOnAnAncestorWhenItIsDestroyed) {
     watchdog.Destroy();
     EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, "Event skipped : wd=1 mask=32768"));
     EXPECT_EQ(watchdog.Watched(), Watches{});
+}
+
+TEST_F(APIWatchdogTest, ListsNamesInTheDirectorysOwnOrder) {
+    for (const char* name : {"/d", "/b", "/g", "/a", "/f", "/c", "/e"}) {
+        CrashFolders::Make(CORE);
+        CrashFolders::Touch(CORE + name);
+    }
+    Texts names;
+    for (const auto& entry : std::filesystem::directory_iterator(CORE)) {
+        names.push_back(entry.path().filename());
+    }
+    if (std::is_sorted(names.begin(), names.end())) {
+        GTEST_SKIP() << "the file system sorts the names itself";
+    }
+    TestWatchdog watchdog;
+    EXPECT_EQ(watchdog->GetDirContent(CORE), names);
 }
 
 TEST_F(APIWatchdogTest, ListsTheNamesInADirectory) {

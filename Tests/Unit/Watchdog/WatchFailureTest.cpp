@@ -3,9 +3,11 @@
 // What becomes of the watchdog where the system refuses it something.
 
 #include <cerrno>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
@@ -82,6 +84,22 @@ TEST_F(WatchFailure, OfALaterWatchLeavesTheLoopWhereItIs) {
                              "W Event skipped : wd=1 mask=32768"}));
     EXPECT_EQ(watchdog.AncestorWatch(), -1);
     EXPECT_EQ(watchdog.DirectoryWatch(), -1);
+}
+
+// Behind its back the loop gets something to read that has no more bytes.
+TEST_F(WatchFailure, ToReadAnyByteEndsTheLoopForGood) {
+    CrashFolders::Make(MINCORE);
+    const TestWatchdog watchdog;
+    const int end = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    // Past the thread sanitizer, for which this is a race: here it is meant.
+    ASSERT_NE(syscall(SYS_dup3, end, watchdog.Fd(), O_CLOEXEC), -1);
+    close(end);
+    LogCapture::Clear();
+    CrashFolders::Touch(MINCORE + "/anything"); // the read that is under way brings this yet
+    ASSERT_TRUE(TestWatchdog::HasEnded());
+    EXPECT_EQ(Said(), (Texts{"I [watch 1] File modified/created anything",
+                             "W File does not contain pattern we want to monitor.",
+                             "W Read failed, finishing.", "I Watchdog finished"}));
 }
 
 TEST_F(WatchFailure, OfTheSignalHandlerLeavesTheWatchingAsItIs) {
