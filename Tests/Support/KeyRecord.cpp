@@ -2,6 +2,7 @@
 #include "KeyRecord.h"
 
 #include <algorithm>
+#include <ctime>
 #include <dlfcn.h>
 #include <iterator>
 #include <utility>
@@ -10,7 +11,10 @@
 
 namespace {
 
-// Xlib's own function of this name.
+// Whether this thread has looked for events: its sleeps count then.
+thread_local bool t_polls = false;
+
+// The library's own function of this name.
 template <typename Function>
 Function* Real(Function* /*ofThisType*/, const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -47,6 +51,8 @@ void KeyRecord::Clear() {
     m_answer = 0;
     m_insideNextCall = nullptr;
     m_insideNextName = nullptr;
+    m_polls.clear();
+    m_insidePolls = nullptr;
 }
 
 void KeyRecord::Answer(int result) {
@@ -69,6 +75,28 @@ void KeyRecord::NoteName() {
     {
         const std::scoped_lock lock(m_mutex);
         inside = std::exchange(m_insideNextName, nullptr);
+    }
+    if (inside) {
+        inside();
+    }
+}
+
+std::vector<std::string> KeyRecord::Polls() {
+    const std::scoped_lock lock(m_mutex);
+    return m_polls;
+}
+
+void KeyRecord::InsidePolls(std::function<void()> work) {
+    const std::scoped_lock lock(m_mutex);
+    m_insidePolls = std::move(work);
+}
+
+void KeyRecord::NotePoll(const std::string& call) {
+    std::function<void()> inside;
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_polls.push_back(call);
+        inside = m_insidePolls;
     }
     if (inside) {
         inside();
@@ -143,6 +171,20 @@ int XSelectInput(Display* display, Window window, long mask) {
 char* XKeysymToString(KeySym keysym) {
     KeyRecord::Get().NoteName();
     return Real(&XKeysymToString, "XKeysymToString")(keysym);
+}
+
+int XPending(Display* display) {
+    t_polls = true;
+    const int pending = Real(&XPending, "XPending")(display);
+    KeyRecord::Get().NotePoll(Words("XPending", pending));
+    return pending;
+}
+
+int nanosleep(const timespec* time, timespec* rest) {
+    if (t_polls) {
+        KeyRecord::Get().NotePoll(Words("nanosleep", time->tv_sec, time->tv_nsec));
+    }
+    return Real(&nanosleep, "nanosleep")(time, rest);
 }
 
 int XDestroyWindow(Display* display, Window window) {

@@ -10,8 +10,8 @@ struct _XDisplay; // Xlib's macros and GoogleTest don't go together
 
 /// What the code under test asks of the key grabs and of Xlib, in order. Linking KeyRecord.cpp puts
 /// its utilx_grab_key and utilx_ungrab_key in the place of the library's, for the whole test
-/// process: they record, and grab nothing. Xlib's functions are recorded and do what they do. Any
-/// thread.
+/// process: they record, and grab nothing. Xlib's functions and nanosleep are recorded and do what
+/// they do. Any thread.
 class KeyRecord {
 public:
     /// Never destroyed: the proxy ends with the process.
@@ -31,6 +31,11 @@ public:
     /// Runs `work` when Xlib is next asked for a keysym's name, once, on the caller's thread.
     void InsideNextName(std::function<void()> work);
 
+    /// What the thread that looks for events does: "XPending 0", "nanosleep 0 100000000".
+    std::vector<std::string> Polls();
+    /// Runs `work` inside of each of these calls until the next Clear, on that thread.
+    void InsidePolls(std::function<void()> work);
+
     /// For whom the last grab was.
     _XDisplay* GrabDisplay();
     unsigned long GrabWindow();
@@ -38,6 +43,7 @@ public:
     // For the functions.
     void Note(const std::string& call);
     void NoteName();
+    void NotePoll(const std::string& call);
     int NoteGrab(const std::string& call, _XDisplay* display, unsigned long window);
 
 private:
@@ -48,6 +54,8 @@ private:
     int m_answer = 0;
     std::function<void()> m_insideNextCall;
     std::function<void()> m_insideNextName;
+    std::vector<std::string> m_polls;
+    std::function<void()> m_insidePolls;
     _XDisplay* m_display = nullptr;
     unsigned long m_window = 0;
 };

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <set>
 #include <type_traits>
+#include <utility>
 
 #include "DeathTest.h"
 #include "KeepForEver.h"
@@ -46,12 +47,16 @@ constexpr int REMAPPED = 254; // the tests give it what they want
 struct Subscribers : PrivateMember<Subscribers, Table KeyEventProxy::*> {};
 struct Lock : PrivateMember<Lock, marrow::base::Mutex KeyEventProxy::*> {};
 struct Stop : PrivateMember<Stop, std::atomic<bool> KeyEventProxy::*> {};
+struct Connection : PrivateMember<Connection, _XDisplay * KeyEventProxy::*> {};
+struct Loop : PrivateMember<Loop, void (KeyEventProxy::*)()> {};
 
 } // namespace
 
 template struct ExposeMember<Subscribers, &KeyEventProxy::m_subscribers>;
 template struct ExposeMember<Lock, &KeyEventProxy::m_mutex>;
 template struct ExposeMember<Stop, &KeyEventProxy::m_stop>;
+template struct ExposeMember<Connection, &KeyEventProxy::x_disp>;
+template struct ExposeMember<Loop, &KeyEventProxy::KeyEventLoop>;
 
 namespace {
 
@@ -231,12 +236,20 @@ TEST(KeyEventProxyLife, LetsGoOfEveryKeyOfTheTableAtTheEndAndThenOfTheServer) {
                              inOrder ? "complete" : "wrong", calls[calls.size() - 2].c_str(),
                              calls.back().c_str(), LogCapture::Count(DLOG_INFO, "stop"));
             });
-            KeyEventProxy::Get();
+            KeyEventProxy& proxy = KeyEventProxy::Get();
             ASSERT_TRUE(LogCapture::WaitFor(DLOG_INFO, "start"));
+            proxy.Subscribe(nullptr, {"Up"});
+            KeyRecord::Get().InsideNextCall([&] {
+                std::fprintf(stderr, "stopped %d with %zu keys, and %s; ",
+                             LogCapture::Count(DLOG_INFO, "stop"),
+                             (proxy.*MemberOf(Subscribers())).size(),
+                             KeyRecord::Get().Calls().back().c_str());
+            });
             std::exit(0);
         },
         testing::ExitedWithCode(0),
-        HasSubstr("complete; then XDestroyWindow and XCloseDisplay; stopped 1"));
+        HasSubstr("stopped 1 with 0 keys, and ungrab XF86PowerOff; "
+                  "complete; then XDestroyWindow and XCloseDisplay; stopped 1"));
 }
 
 TEST(KeyEventProxyLife, FindsNoListenersForAKeyThatIsUnderWayAtTheEnd) {
@@ -517,7 +530,56 @@ TEST_F(KeyEventProxyTest, DeliversKeysWithUnicodeNames) {
     }
 }
 
+TEST_F(KeyEventProxyTest, LooksForKeysTenTimesASecondWhileNoneComeAndHoldsNoLockMeanwhile) {
+    SendAndWait("Up", PRESS);         // and all that had come before
+    static std::atomic<int> held = 0; // the thread may look at it yet when the test is over
+    record.Clear();
+    record.InsidePolls([&mutex = proxy.*MemberOf(Lock())] {
+        if (!mutex.try_lock()) {
+            ++held;
+            return;
+        }
+        mutex.unlock();
+    });
+    ASSERT_TRUE(WaitUntil([this] { return record.Polls().size() >= 7; }));
+    Strings polls = record.Polls();
+    record.Clear();
+    if (polls.front() != "XPending 0") {
+        polls.erase(polls.begin());
+    }
+    polls.resize(6);
+    const std::string look = "XPending 0";
+    const std::string sleep = "nanosleep 0 100000000";
+    EXPECT_THAT(polls, ElementsAre(look, sleep, look, sleep, look, sleep));
+    EXPECT_EQ(held, 0);
+}
+
 // --- what goes wrong ---
+
+// Its thread has ended when it is asked to run once more.
+TEST(KeyEventProxyFaults, RunsNotAtAllWithoutADisplay) {
+    UseFreshProcesses();
+    EXPECT_EXIT(
+        {
+            Server();
+            KeyEventProxy& proxy = KeyEventProxy::Get();
+            proxy.*MemberOf(Stop()) = true;
+            if (!LogCapture::WaitFor(DLOG_INFO, "stop")) {
+                std::exit(1);
+            }
+            LogCapture::Clear();
+            _XDisplay* const display = std::exchange(proxy.*MemberOf(Connection()), nullptr);
+            (proxy.*MemberOf(Loop()))();
+            proxy.*MemberOf(Connection()) = display; // its end needs it
+            const auto lines = LinesWithoutTheWorkers();
+            if (lines.size() != 2 || lines[0].text != "start" || lines[1].priority != DLOG_ERROR) {
+                std::exit(2);
+            }
+            std::fprintf(stderr, "only: %s.\n", lines[1].text.c_str());
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), HasSubstr("only: x_disp is null."));
+}
 
 TEST(KeyEventProxyFaults, GoesDeafForEverAtAKeyCodeWithoutAKeysym) {
     UseFreshProcesses();
