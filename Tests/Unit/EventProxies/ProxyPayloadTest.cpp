@@ -190,6 +190,7 @@ TEST(SignalPayload, LeavesTheLockFreeWhereItsJobCannotBeMade) {
         const FailingNew noJob(sizeof(Job));
         EXPECT_THROW(Fake().Signal(SIGNAL_TIME, PROFILE_MAIN, 0, {}), std::bad_alloc);
     }
+    EXPECT_THAT(listener.asked, IsEmpty()) << "the job is made first";
     EXPECT_EQ(Fake().Signal(SIGNAL_TIME, PROFILE_MAIN, 0, {}), 0);
     EXPECT_THAT(listener.Events(), SizeIs(1));
     proxy.Unsubscribe(SIGNAL_TIME, PROFILE_MAIN, 0, &listener);

@@ -131,9 +131,12 @@ TEST_F(SubscriptionManagerTest, RunsTheFirstHookLaterOnTheMainThreadForAnotherTh
     OnAnotherThread([&] { proxy.Subscribe(KEY, &one); });
     EXPECT_THAT(proxy.hooks, IsEmpty());
     EXPECT_THAT(proxy.Subscribers()[KEY], ElementsAre(&one)) << "the listener doesn't wait for it";
+    int said = 0;
+    proxy.onHook = [&](const Key&) { said = LogCapture::Count(DLOG_DEBUG, "Context callback"); };
     RunMainLoop();
     EXPECT_THAT(proxy.hooks, ElementsAre("first3"));
     EXPECT_THAT(proxy.threads, ElementsAre(ThisThread()));
+    EXPECT_EQ(said, 1) << "ahead of the hook";
     EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, "Context callback"), 1);
     RunMainLoop();
     EXPECT_EQ(proxy.hooks.size(), 1U) << "once";

@@ -32,6 +32,7 @@ using Listener = RecordingListener<tvs_event_args_t>;
 constexpr TSSignalData DATA{0x01020304, 0xFFFFFFFE};
 
 struct Subscribers : PrivateMember<Subscribers, Table Manager::*> {};
+struct Subscriber : PrivateMember<Subscriber, ISignalSubscriber * TVSEventProxy::*> {};
 
 ESignalType Signal(int value) {
     return static_cast<ESignalType>(value);
@@ -44,6 +45,7 @@ tvs_event_t Key(int signal, int profile, unsigned short screen) {
 } // namespace
 
 template struct ExposeMember<Subscribers, &Manager::m_subscribers>;
+template struct ExposeMember<Subscriber, &TVSEventProxy::m_subscriber>;
 
 namespace {
 
@@ -105,12 +107,14 @@ TEST_F(TVSEventProxyTest, IsOneObjectForTheProcess) {
 }
 
 TEST_F(TVSEventProxyTest, AsksThePlatformForTheFirstListenerOfAKey) {
+    const std::string line = "Subscribe for 5 [profile 2, screen 65535] to the platform";
+    int said = 0;
+    fake.InsideNextCall([&] { said = LogCapture::Count(DLOG_DEBUG, line); });
     proxy.Subscribe(SIGNAL_TIME, PROFILE_PIP, 65535, &one);
     EXPECT_THAT(fake.Calls(), ElementsAre("SubscribeSignal 5 2 65535"));
     EXPECT_EQ(fake.User(), &proxy);
-    EXPECT_EQ(
-        LogCapture::Count(DLOG_DEBUG, "Subscribe for 5 [profile 2, screen 65535] to the platform"),
-        1);
+    EXPECT_EQ(said, 1) << "ahead of the call";
+    EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, line), 1);
     proxy.Subscribe(SIGNAL_TIME, PROFILE_PIP, 65535, &two);
     EXPECT_THAT(fake.Calls(), SizeIs(1));
 }
@@ -120,11 +124,14 @@ TEST_F(TVSEventProxyTest, TellsThePlatformWhenTheLastListenerOfAKeyHasGone) {
     proxy.Subscribe(SIGNAL_TIME, PROFILE_PIP, 7, &two);
     proxy.Unsubscribe(SIGNAL_TIME, PROFILE_PIP, 7, &one);
     EXPECT_THAT(fake.Calls(), SizeIs(1));
+    const std::string line =
+        "No subscribers for 5 [profile 2, screen 7]. Unsubscribe from platform.";
+    int said = 0;
+    fake.InsideNextCall([&] { said = LogCapture::Count(DLOG_DEBUG, line); });
     proxy.Unsubscribe(SIGNAL_TIME, PROFILE_PIP, 7, &two);
     EXPECT_THAT(fake.Calls(), ElementsAre("SubscribeSignal 5 2 7", "UnsubscribeSignal 5 2 7"));
-    EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, "No subscribers for 5 [profile 2, screen 7]. "
-                                            "Unsubscribe from platform."),
-              1);
+    EXPECT_EQ(said, 1) << "ahead of the call";
+    EXPECT_EQ(LogCapture::Count(DLOG_DEBUG, line), 1);
 }
 
 TEST_F(TVSEventProxyTest, TellsThePlatformOfAKeyThatNobodyEverWanted) {
@@ -187,6 +194,8 @@ TEST_F(TVSEventProxyTest, LeavesAListenerSubscribedAndSilentWhereThePlatformRefu
 TEST_F(TVSEventProxyTest, HandsASignalWithItsDataToTheListenersOfItsKey) {
     proxy.Subscribe(SIGNAL_STREAM_FOUND, PROFILE_RECORD, 65535, &one);
     proxy.Subscribe(SIGNAL_STREAM_FOUND, PROFILE_MAIN, 65535, &two);
+    int said = 0;
+    one.onAsked = [&] { said = LogCapture::Count(DLOG_INFO, "Handle TVS callback with 1 signal"); };
     int result = -1;
     pid_t thread = 0;
     OnAnotherThread([&] {
@@ -202,6 +211,7 @@ TEST_F(TVSEventProxyTest, HandsASignalWithItsDataToTheListenersOfItsKey) {
     EXPECT_THAT(one.Threads(), ElementsAre("one_thread"));
     EXPECT_THAT(one.asked, ElementsAre(thread));
     EXPECT_THAT(two.Events(), IsEmpty());
+    EXPECT_EQ(said, 1) << "ahead of the delivery";
     EXPECT_EQ(LogCapture::Count(DLOG_INFO, "Handle TVS callback with 1 signal"), 1);
 }
 
@@ -236,13 +246,16 @@ TEST_F(TVSEventProxyTest, HoldsItsLockWhileASignalIsDelivered) {
 }
 
 TEST_F(TVSEventProxyTest, HoldsItsLockWhileAHookRunsInsideTheCall) {
-    OtherThread other;
+    OtherThread atFirst;
+    OtherThread atLast;
     bool waited = false;
-    fake.InsideNextCall([&] {
-        waited =
-            other.WaitsFor(proxy, [this] { proxy.Subscribe(SIGNAL_TIME, PROFILE_MAIN, 1, &two); });
-    });
+    const auto subscribeTwo = [this] { proxy.Subscribe(SIGNAL_TIME, PROFILE_MAIN, 1, &two); };
+    fake.InsideNextCall([&] { waited = atFirst.WaitsFor(proxy, subscribeTwo); });
     proxy.Subscribe(SIGNAL_TIME, PROFILE_MAIN, 0, &one);
+    EXPECT_TRUE(waited);
+    waited = false;
+    fake.InsideNextCall([&] { waited = atLast.WaitsFor(proxy, subscribeTwo); });
+    proxy.Unsubscribe(SIGNAL_TIME, PROFILE_MAIN, 0, &one);
     EXPECT_TRUE(waited);
 }
 
@@ -303,16 +316,17 @@ TEST(TVSEventProxyLife, AsksThePlatformToStopNothingAtExit) {
             Listener listener("listener");
             proxy.Subscribe(SIGNAL_TIME, PROFILE_MAIN, 0, &listener);
             proxy.Subscribe(SIGNAL_TIME, PROFILE_MAIN, 1, &listener);
-            FakeTVService::Get().InsideNextCall([] {
-                std::fprintf(stderr, "hooks when returned: %d.\n",
-                             LogCapture::Count(DLOG_DEBUG, "Default handler"));
+            FakeTVService::Get().InsideNextCall([&] {
+                std::fprintf(stderr, "hooks when returned: %d. %s.\n",
+                             LogCapture::Count(DLOG_DEBUG, "Default handler"),
+                             proxy.*MemberOf(Subscriber()) == nullptr ? "forgotten" : "known yet");
             });
             std::exit(0);
         },
         testing::ExitedWithCode(0),
         testing::AllOf(HasSubstr("SubscribeSignal 5 1 0, SubscribeSignal 5 1 1, "
                                  "DestroySignalSubscriber."),
-                       HasSubstr("hooks when returned: 0."), HasSubstr("hooks: 2.")));
+                       HasSubstr("hooks when returned: 0. known yet."), HasSubstr("hooks: 2.")));
 }
 
 TEST(TVSEventProxyLife, FallsOverTheSubscriberThatThePlatformDidNotMake) {
