@@ -14,6 +14,9 @@ namespace {
 // Whether this thread has looked for events: its sleeps count then.
 thread_local bool t_polls = false;
 
+// The name that this thread has got last.
+thread_local const char* t_name = nullptr;
+
 // The library's own function of this name.
 template <typename Function>
 Function* Real(Function* /*ofThisType*/, const char* name) {
@@ -51,6 +54,7 @@ void KeyRecord::Clear() {
     m_answer = 0;
     m_insideNextCall = nullptr;
     m_insideNextName = nullptr;
+    m_insideNextFree = nullptr;
     m_polls.clear();
     m_insidePolls = nullptr;
 }
@@ -70,15 +74,28 @@ void KeyRecord::InsideNextName(std::function<void()> work) {
     m_insideNextName = std::move(work);
 }
 
-void KeyRecord::NoteName() {
+void KeyRecord::InsideNextFree(std::function<void()> work) {
+    const std::scoped_lock lock(m_mutex);
+    m_insideNextFree = std::move(work);
+}
+
+void KeyRecord::RunOnce(std::function<void()>& work) {
     std::function<void()> inside;
     {
         const std::scoped_lock lock(m_mutex);
-        inside = std::exchange(m_insideNextName, nullptr);
+        inside = std::exchange(work, nullptr);
     }
     if (inside) {
         inside();
     }
+}
+
+void KeyRecord::NoteName() {
+    RunOnce(m_insideNextName);
+}
+
+void KeyRecord::NoteFree() {
+    RunOnce(m_insideNextFree);
 }
 
 std::vector<std::string> KeyRecord::Polls() {
@@ -170,7 +187,17 @@ int XSelectInput(Display* display, Window window, long mask) {
 
 char* XKeysymToString(KeySym keysym) {
     KeyRecord::Get().NoteName();
-    return Real(&XKeysymToString, "XKeysymToString")(keysym);
+    char* const name = Real(&XKeysymToString, "XKeysymToString")(keysym);
+    t_name = name;
+    return name;
+}
+
+int XFree(void* data) {
+    if (data != nullptr && data == t_name) {
+        t_name = nullptr;
+        KeyRecord::Get().NoteFree();
+    }
+    return Real(&XFree, "XFree")(data);
 }
 
 int XPending(Display* display) {

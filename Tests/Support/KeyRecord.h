@@ -31,6 +31,10 @@ public:
     /// Runs `work` when Xlib is next asked for a keysym's name, once, on the caller's thread.
     void InsideNextName(std::function<void()> work);
 
+    /// Runs `work` when a keysym's name is next given back, once, ahead of that and on the caller's
+    /// thread.
+    void InsideNextFree(std::function<void()> work);
+
     /// What the thread that looks for events does: "XPending 0", "nanosleep 0 100000000".
     std::vector<std::string> Polls();
     /// Runs `work` inside of each of these calls until the next Clear, on that thread.
@@ -43,17 +47,20 @@ public:
     // For the functions.
     void Note(const std::string& call);
     void NoteName();
+    void NoteFree();
     void NotePoll(const std::string& call);
     int NoteGrab(const std::string& call, _XDisplay* display, unsigned long window);
 
 private:
     KeyRecord() = default;
+    void RunOnce(std::function<void()>& work);
 
     std::mutex m_mutex; // guards what follows; nothing of the test's runs under it
     std::vector<std::string> m_calls;
     int m_answer = 0;
     std::function<void()> m_insideNextCall;
     std::function<void()> m_insideNextName;
+    std::function<void()> m_insideNextFree;
     std::vector<std::string> m_polls;
     std::function<void()> m_insidePolls;
     _XDisplay* m_display = nullptr;

@@ -513,6 +513,14 @@ TEST_F(KeyEventProxyTest, DeliversKeysWithUnicodeNames) {
     XChangeKeyboardMapping(sender.Handle(), first, 1, map.data(), static_cast<int>(map.size()));
     XSync(sender.Handle(), False);
     proxy.Subscribe(&one, names);
+    int held = -1;
+    record.InsideNextFree([&] {
+        auto& mutex = proxy.*MemberOf(Lock());
+        held = mutex.try_lock() ? 0 : 1;
+        if (held == 0) {
+            mutex.unlock();
+        }
+    });
     ASSERT_TRUE(WaitUntil([&] {
         SendAndWait(first, PRESS);
         return one.Count() != 0;
@@ -528,6 +536,7 @@ TEST_F(KeyEventProxyTest, DeliversKeysWithUnicodeNames) {
     for (const std::string& name : names) {
         EXPECT_TRUE(WaitUntil([&] { return told(name); })) << name;
     }
+    EXPECT_EQ(held, 1) << "the lock, while a name is given back";
 }
 
 TEST_F(KeyEventProxyTest, LooksForKeysTenTimesASecondWhileNoneComeAndHoldsNoLockMeanwhile) {
