@@ -14,6 +14,7 @@
 namespace {
 
 constexpr const char* REFUSED = "Resource temporarily unavailable";
+constexpr const char* INIT_LINE = "PERFORMANCE MONITOR - tag: INIT ";
 
 class NoThread : public KeeperTest {
 protected:
@@ -65,13 +66,23 @@ TEST_P(NoThreadAtTheStart, IsToldAndServicesCanBeStartedAndCalled) {
     refusals.Refuse(GetParam());
     daemon.Start();
     EXPECT_TRUE(daemon.WaitForLog(std::string(FIRST_THREADS[GetParam()].logged) + REFUSED));
-    ASSERT_TRUE(daemon.WaitForOutput("PERFORMANCE MONITOR - tag: INIT "));
+    ASSERT_TRUE(daemon.WaitForOutput(INIT_LINE));
     ASSERT_TRUE(WaitUntil([this] { return client.NameHasOwner(DEBUG_SHELL); }));
     ASSERT_TRUE(daemon.WaitForLog(SHELL_LISTENS));
     ExpectProbeToStart();
     EXPECT_TRUE(daemon.WaitForLog("> Calling [probe] API"));
     EXPECT_EQ(Shell("status-unload", "probe"), UNLOADED);
     ExpectProbeToStart();
+}
+
+// Each line is written at once then, and both outputs into one file show an order.
+TEST_F(NoThread, ForTheLogShowsThatTheStartIsTimedAheadOfTheDebugShell) {
+    daemon.SetLauncher({"sh", "-c", R"(exec "$@" >&2)", "sh"});
+    refusals.Refuse(0);
+    StartAndWait();
+    const std::string log = daemon.Log();
+    EXPECT_LT(log.find("> autostart done"), log.find(INIT_LINE));
+    EXPECT_LT(log.find(INIT_LINE), log.find("> Creating command objects"));
 }
 
 TEST_F(NoThread, ForChangesOfTheConfigurationIsToldAndTheyComeWhenTheServiceStartsAgain) {

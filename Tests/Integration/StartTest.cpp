@@ -4,16 +4,32 @@
 #include <atomic>
 #include <csignal>
 #include <fstream>
+#include <string_view>
 #include <thread>
 
+#include "Gate.h"
 #include "NotifySocket.h"
 #include "WaitUntil.h"
 
 namespace {
 
-class Start : public DaemonTest {};
-
 constexpr const char* INIT_LINE = "PERFORMANCE MONITOR - tag: INIT execution_time: ";
+constexpr const char* PLATFORM_LINE = "platform: ";
+constexpr const char* WATCHED = "platform: watched with 75\n";
+constexpr const char* EVERY_TEN_SECONDS = "main loop: every 10000 ms\n";
+
+class Start : public DaemonTest {
+protected:
+    // The daemon in the middle of its manifests, one of which has no content yet.
+    void StartAndHold() {
+        pipe = daemon.AddManifestPipe("held.json");
+        daemon.Start();
+        ASSERT_TRUE(daemon.WaitForLog("/held.json"));
+    }
+    void LetGo() const { std::ofstream(pipe) << "{}"; }
+
+    std::string pipe;
+};
 
 TEST_F(Start, ReachesItsMainLoopWithoutAManifestFolder) {
     daemon.RemoveManifestFolder();
@@ -168,6 +184,31 @@ TEST_F(Start, BringsUpTheRouterThenTheManagerThenTheDebugShell) {
     EXPECT_LT(log.find("> autostart done"), log.find("> Creating command objects"));
 }
 
+TEST_F(Start, HasTheRouterAndNothingBehindTheManagerWhileItReadsTheManifests) {
+    daemon.Preload(HEARTHD_PLATFORM_CALLS);
+    ASSERT_NO_FATAL_FAILURE(StartAndHold());
+    RawClient client;
+    EXPECT_TRUE(client.NameHasOwner(ROUTER));
+    EXPECT_FALSE(client.NameHasOwner(DEBUG_SHELL));
+    EXPECT_EQ(CountOf(daemon.Log(), PLATFORM_LINE), 0);
+    EXPECT_EQ(CountOf(daemon.Log(), EVERY_TEN_SECONDS), 0);
+    LetGo();
+    EXPECT_TRUE(daemon.WaitForLog(EVERY_TEN_SECONDS));
+    EXPECT_TRUE(client.NameHasOwner(DEBUG_SHELL));
+}
+
+TEST_F(Start, TimesTheReadingOfTheManifests) {
+    ASSERT_NO_FATAL_FAILURE(StartAndHold());
+    Gate().Wait(std::chrono::seconds(1)); // nobody opens it
+    EXPECT_EQ(CountOf(daemon.Output(), INIT_LINE), 0);
+    LetGo();
+    ASSERT_TRUE(daemon.WaitForOutput(" ms\n"));
+    const std::string output = daemon.Output();
+    const std::size_t line = output.find(INIT_LINE);
+    ASSERT_NE(line, std::string::npos);
+    EXPECT_GE(std::stoi(output.substr(line + std::string_view(INIT_LINE).size())), 1000);
+}
+
 TEST_F(Start, EndsWithAManifestValueThatDoesntConvert) {
     daemon.AddManifest("wrong.json", R"({"a":{"lib_path":"x","priority":"high"}})");
     daemon.Start();
@@ -189,13 +230,14 @@ TEST_F(Start, AsksThePlatformOnceAndTakesNoNoticeOfItsAnswers) {
     daemon.Preload(HEARTHD_PLATFORM_CALLS);
     daemon.AddService("probe", {.library = "libprobe.so"});
     daemon.Start();
-    ASSERT_TRUE(daemon.WaitForLog("platform: watched with 75\n"));
+    ASSERT_TRUE(daemon.WaitForLog(EVERY_TEN_SECONDS));
     ASSERT_TRUE(daemon.WaitForLog("> started probe"));
     RawClient client;
     EXPECT_EQ(client.Call(ROUTER, "probe", R"({"a":1})").payload, R"({"a":1})");
     const std::string log = daemon.Log();
-    EXPECT_EQ(CountOf(log, "platform: "), 2);
-    EXPECT_LT(log.find("platform: must live\n"), log.find("platform: watched"));
+    EXPECT_EQ(CountOf(log, PLATFORM_LINE), 2);
+    EXPECT_LT(log.find("platform: must live\n"), log.find(WATCHED));
+    EXPECT_LT(log.find(WATCHED), log.find(EVERY_TEN_SECONDS));
 }
 
 TEST_F(Start, TellsTheServiceManagerThatItIsReady) {
@@ -203,6 +245,9 @@ TEST_F(Start, TellsTheServiceManagerThatItIsReady) {
     daemon.SetEnvironment("NOTIFY_SOCKET", manager.Path());
     daemon.Start();
     EXPECT_EQ(manager.Receive(), "READY=1");
+    RawClient client;
+    EXPECT_TRUE(client.NameHasOwner(ROUTER));
+    EXPECT_TRUE(client.NameHasOwner(DEBUG_SHELL));
 }
 
 TEST_F(Start, AsksToLiveWhenMemoryRunsOut) {

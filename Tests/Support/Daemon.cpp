@@ -26,6 +26,12 @@ namespace {
 
 constexpr const char* APP = "/usr/apps/org.norvane.hearthd";
 
+void MakePipe(const std::string& path) {
+    if (mkfifo(path.c_str(), 0600) != 0) {
+        throw std::runtime_error("mkfifo " + path);
+    }
+}
+
 } // namespace
 
 int CountOf(const std::string& text, const std::string& part) {
@@ -48,9 +54,7 @@ Daemon::Daemon() {
     fs::create_directory_symlink(installed + "/bin", m_app + "/bin");
     fs::create_directory_symlink(installed + "/lib", m_app + "/lib");
     fs::create_directories(m_app + "/api");
-    if (mkfifo(Pipe().c_str(), 0600) != 0) {
-        throw std::runtime_error("mkfifo " + Pipe());
-    }
+    MakePipe(Pipe());
     std::ofstream{Device()};
     fs::create_directories(OptUsr());
     std::ofstream(m_folder + "/log");
@@ -69,6 +73,12 @@ void Daemon::AddManifest(const std::string& fileName, const std::string& text) {
 
 void Daemon::AddManifestFolder(const std::string& name) {
     fs::create_directory(m_app + "/etc/manifests/" + name);
+}
+
+std::string Daemon::AddManifestPipe(const std::string& fileName) {
+    std::string path = m_app + "/etc/manifests/" + fileName;
+    MakePipe(path);
+    return path;
 }
 
 void Daemon::AddService(const std::string& name, const Manifest& manifest) {

@@ -28,6 +28,8 @@ public:
     // Before Start.
     void AddManifest(const std::string& fileName, const std::string& text);
     void AddManifestFolder(const std::string& name);
+    /// A manifest whose reader waits until somebody writes it. The answer is where.
+    std::string AddManifestPipe(const std::string& fileName);
     void AddService(const std::string& name, const Manifest& manifest);
     /// In one file, in which they are read in alphabetical order; files come in no order at all.
     void AddServices(const std::map<std::string, Manifest>& services);
