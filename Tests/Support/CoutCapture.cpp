@@ -57,42 +57,22 @@ int CoutCapture::Flushes() {
     return m_flushes;
 }
 
-void CoutCapture::Hold(std::string beginning) {
-    const std::scoped_lock lock(m_mutex);
-    m_hold = std::move(beginning);
-    m_held = false;
-}
-
-bool CoutCapture::WaitForHeld() {
-    std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, std::chrono::seconds(20), [this] { return m_held; });
-}
-
-void CoutCapture::Release() {
-    const std::scoped_lock lock(m_mutex);
-    m_hold.clear();
-    m_held = false;
-    m_changed.notify_all();
-}
-
 std::streamsize CoutCapture::xsputn(const char* text, std::streamsize length) {
     const std::string_view piece(text, static_cast<std::size_t>(length));
-    std::unique_lock lock(m_mutex);
-    std::string& line = m_begun[std::this_thread::get_id()];
-    for (const char character : piece) {
-        if (character == '\n') {
-            m_lines.push_back({std::move(line), ThreadName()});
-            line.clear();
-        } else {
-            line += character;
+    {
+        const std::scoped_lock lock(m_mutex);
+        std::string& line = m_begun[std::this_thread::get_id()];
+        for (const char character : piece) {
+            if (character == '\n') {
+                m_lines.push_back({std::move(line), ThreadName()});
+                line.clear();
+            } else {
+                line += character;
+            }
         }
-    }
-    if (!m_hold.empty() && !m_held && piece.starts_with(m_hold)) {
-        m_held = true;
         m_changed.notify_all();
-        m_changed.wait(lock, [this] { return !m_held; });
     }
-    m_changed.notify_all();
+    Pass(piece);
     return length;
 }
 

@@ -11,10 +11,12 @@
 #include <thread>
 #include <vector>
 
+#include "HoldPoint.h"
+
 /// What the code under test writes to std::cout, line by line, and a way to stop the thread that
-/// writes a certain line. It takes the place of std::cout's buffer at the first Get, which comes
-/// ahead of every other thread, and keeps it. Any thread.
-class CoutCapture : private std::streambuf {
+/// writes a certain line, right behind it. It takes the place of std::cout's buffer at the first
+/// Get, which comes ahead of every other thread, and keeps it. Any thread.
+class CoutCapture : public HoldPoint, private std::streambuf {
 public:
     struct Line {
         std::string text;   ///< without the newline
@@ -32,13 +34,6 @@ public:
     /// How often the stream was flushed.
     int Flushes();
 
-    /// The next thread that writes something with this beginning stops right behind it until
-    /// Release.
-    void Hold(std::string beginning);
-    /// Waits until a thread has stopped there.
-    bool WaitForHeld();
-    void Release();
-
 private:
     CoutCapture();
     std::streamsize xsputn(const char* text, std::streamsize length) override;
@@ -50,6 +45,4 @@ private:
     std::map<std::thread::id, std::string> m_begun; // lines that lack their end
     std::vector<Line> m_lines;
     int m_flushes = 0;
-    std::string m_hold; // empty: nobody is to be held
-    bool m_held = false;
 };

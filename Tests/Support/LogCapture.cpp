@@ -21,6 +21,7 @@ struct Captured {
     std::condition_variable added;
     std::vector<LogCapture::Line> lines;
     unsigned room = EVERYTHING;
+    HoldPoint holdPoint;
 
     static Captured& Get() {
         static auto* const captured = new Captured;
@@ -75,6 +76,10 @@ bool LogCapture::WaitFor(int priority, std::string_view text, int count,
     });
 }
 
+HoldPoint& LogCapture::AtLine() {
+    return Captured::Get().holdPoint;
+}
+
 // In the place of the log library's, both.
 extern "C" unsigned __dlog_room(int /*priority*/, const char* /*tag*/) {
     Captured& captured = Captured::Get();
@@ -104,6 +109,7 @@ extern "C" int __dlog_print(int priority, const char* tag, const char* format, .
         text.pop_back();
     }
     Captured& captured = Captured::Get();
+    captured.holdPoint.Pass(text);
     {
         const std::scoped_lock lock(captured.mutex);
         captured.lines.push_back({priority, tag, std::move(text)});

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "HoldPoint.h"
+
 /// What the code under test has logged. Linking LogCapture.cpp puts functions of its own in the
 /// place of the log library's, for the whole test process. Any thread.
 class LogCapture {
@@ -30,4 +32,7 @@ public:
     /// Waits until Count is at least `count`; false when `limit` has passed first.
     static bool WaitFor(int priority, std::string_view text, int count = 1,
                         std::chrono::seconds limit = std::chrono::seconds(20));
+
+    /// Stops a thread that logs a certain line, right ahead of it.
+    static HoldPoint& AtLine();
 };

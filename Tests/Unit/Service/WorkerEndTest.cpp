@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "Caller.h"
 #include "CoutCapture.h"
 #include "DeathTest.h"
 #include "Dlog.h"
@@ -196,6 +197,27 @@ TEST_F(WorkerEnd, ThrowsBadWeakPtrAtWhoeverAsksForADyingWorker) {
     m_output.Release();
     dropping.join();
     EXPECT_NE(GetWorker("Dying"), nullptr);
+}
+
+TEST_F(WorkerEnd, FreesTheNameAndTheLockBeforeItAsksTheCleaner) {
+    HoldPoint& atLine = LogCapture::AtLine();
+    auto worker = GetWorker("Leaving");
+    const Worker* const address = worker.get();
+    atLine.Hold("[WFCleaner] adds to queue");
+    std::thread dropping([&] { worker.reset(); });
+    const bool isHeld = atLine.WaitForHeld();
+    const bool isListed = WorkerFactory::Get().FindWorker("Leaving") != nullptr;
+    if (isHeld && !isListed) {
+        Caller asking([] { return GetWorker("Leaving"); });
+        EXPECT_TRUE(WaitUntil([&] { return asking.IsDone(); }));
+        atLine.Release();
+        EXPECT_NE(asking.Join().get(), address);
+    }
+    atLine.Release();
+    dropping.join();
+    EXPECT_TRUE(isHeld);
+    EXPECT_FALSE(isListed);
+    EXPECT_TRUE(WaitForEnd("Leaving"));
 }
 
 TEST_F(WorkerEnd, WaitsForTheLastOfSeveralUsers) {
