@@ -22,10 +22,12 @@ namespace {
 using marrow::ser::Service;
 
 struct StateMutex : PrivateMember<StateMutex, marrow::base::Mutex Service::*> {};
+struct Started : PrivateMember<Started, std::atomic<bool> Service::*> {};
 
 } // namespace
 
 template struct ExposeMember<StateMutex, &Service::m_stateMutex>;
+template struct ExposeMember<Started, &Service::m_started>;
 
 namespace {
 
@@ -37,9 +39,11 @@ public:
     Gate inside;
     Gate finish;
     bool result = true;
+    std::atomic<pid_t> thread{0}; // the worker's
 
     std::function<bool()> Hold() {
         return [this] {
+            thread = ThisThread();
             inside.Open();
             finish.Wait();
             return result;
@@ -104,6 +108,34 @@ TEST(ServiceHandOver, HoldsTheMutexWhileItQueuesTheJob) {
     EXPECT_EQ(service.starts, 0);
     g_mutex_unlock(&mutex);
     EXPECT_TRUE(starting.Join());
+}
+
+// The worker changes the flag with the mutex in hand, and the caller hears of it behind that.
+void ExpectNoChangeWithoutTheMutex(HeldService& service, bool isStarted) {
+    GMutex& mutex = service.*MemberOf(HandOverMutex());
+    Caller calling([&] { return isStarted ? service.Stop() : service.Start(); });
+    ASSERT_TRUE(service.inside.Wait());
+    g_mutex_lock(&mutex); // free once the caller waits
+    service.finish.Open();
+    EXPECT_TRUE(WaitUntilBlockedIn(service.thread, mutex));
+    EXPECT_EQ(service.*MemberOf(Started()), isStarted);
+    EXPECT_FALSE(calling.IsDone());
+    g_mutex_unlock(&mutex);
+    EXPECT_TRUE(calling.Join());
+    EXPECT_EQ(service.IsStarted(), !isStarted);
+}
+
+TEST(ServiceHandOver, TakesTheMutexAheadOfTheFlagBehindOnStart) {
+    HeldService service("StartGuarded");
+    service.onStart = service.Hold();
+    ExpectNoChangeWithoutTheMutex(service, false);
+}
+
+TEST(ServiceHandOver, TakesTheMutexAheadOfTheFlagBehindOnStop) {
+    HeldService service("StopGuarded");
+    ASSERT_TRUE(service.Start());
+    service.onStop = service.Hold();
+    ExpectNoChangeWithoutTheMutex(service, true);
 }
 
 TEST(ServiceHandOver, RunsOnStartWithNoneOfItsOwnLocksOnTheWorker) {

@@ -198,6 +198,28 @@ TEST(ServiceProxy, HoldsTheMutexWhileItQueuesTheJob) {
     EXPECT_EQ(calling.Join(), "call");
 }
 
+TEST(ServiceProxy, TakesTheMutexAheadOfTheSignalBehindTheCall) {
+    TestProxy proxy("Guarded");
+    Gate inside;
+    Gate finish;
+    std::atomic<pid_t> worker{0};
+    proxy.onCall = [&](TCMessage& message) {
+        worker = ThisThread();
+        inside.Open();
+        finish.Wait();
+        return message;
+    };
+    GMutex& mutex = proxy.*MemberOf(ProxyHandOverMutex());
+    Caller calling([&] { return TextOf(proxy.CallAPI(Message("call"))); });
+    ASSERT_TRUE(inside.Wait());
+    g_mutex_lock(&mutex); // free once the caller waits
+    finish.Open();
+    EXPECT_TRUE(WaitUntilBlockedIn(worker, mutex));
+    EXPECT_FALSE(calling.IsDone());
+    g_mutex_unlock(&mutex);
+    EXPECT_EQ(calling.Join(), "call");
+}
+
 // One wait decides, with no predicate: a wake-up for no reason counts as the worker's signal, and
 // the reply is the one that stands there, of the call before.
 TEST(ServiceProxy, TakesASpuriousWakeUpForTheReply) {
