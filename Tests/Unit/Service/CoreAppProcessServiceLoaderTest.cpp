@@ -9,6 +9,7 @@
 
 #include "DeathTest.h"
 #include "Dlog.h"
+#include "FakeServices.h"
 #include "HostedLibraryTest.h"
 #include "NullServiceProxy.h"
 #include "Service.h"
@@ -167,6 +168,14 @@ TEST_F(CoreLoader, ClosesALibraryWhoseProxyIsNullAndDeletesNoService) {
     EXPECT_FALSE(IsMapped("null_proxy"));
 }
 
+TEST_F(CoreLoader, ReportsTheServiceAloneWhereBothAreNull) {
+    EXPECT_EQ(Load("null_both"), nullptr);
+    EXPECT_EQ(
+        LogCapture::Count(DLOG_ERROR, "failed to acquire IService instance. Error msg: (null)"), 1);
+    EXPECT_EQ(CountErrors(), 1);
+    EXPECT_FALSE(IsMapped("null_both"));
+}
+
 TEST_F(CoreLoader, UnloadsInItsOrder) {
     service_context_t* const context = Load("probed");
     ASSERT_NE(context, nullptr);
@@ -198,6 +207,23 @@ TEST_F(CoreLoader, DoesNotStopAServiceThatIsNotStarted) {
     ASSERT_NE(context, nullptr);
     EXPECT_TRUE(m_loader.Unload(context));
     EXPECT_THAT(m_probe.Texts(), Not(testing::Contains("OnStop")));
+}
+
+// A service of another make may refuse where there is nothing to stop.
+TEST_F(CoreLoader, AsksAServiceWhetherItIsStartedAheadOfItsStop) {
+    auto* const service = new FakeService; // which isn't
+    int stops = 0;
+    service->onStop = [&] {
+        ++stops;
+        return false;
+    };
+    auto* const context = new service_context_t;
+    context->service_name = "fake";
+    context->service = service;
+    context->handle = dlopen(nullptr, RTLD_NOW);
+    EXPECT_TRUE(m_loader.Unload(context));
+    EXPECT_EQ(stops, 0);
+    EXPECT_EQ(CountErrors(), 0);
 }
 
 TEST_F(CoreLoader, UnloadsAServiceThatWillNotStop) {
