@@ -10,6 +10,7 @@
 #include "PerformanceMonitor.h"
 #include "PrivateMember.h"
 #include "ServiceControl.h"
+#include "Text.h"
 #include "WorkerFactory.h"
 
 namespace {
@@ -61,11 +62,12 @@ TEST_F(ServiceControlTest, SaysWhatItStandsFor) {
     EXPECT_TRUE(control.IsAutostart());
     EXPECT_EQ(control.GetState(), State::NOT_LOADED);
     EXPECT_EQ(LogCapture::CountBeginning(DLOG_DEBUG, "\n######### New ServiceControl("), 1);
-    EXPECT_NE(LogCapture::Lines().at(0).text.find(
-                  ") #########\nservice_name: probe\nlib_path: /lib/probe.so\n"
-                  "load_type: COREAPP_PROCESS\nlaunch_type: AUTOSTART\n"
-                  "#################################################"),
-              std::string::npos);
+    EXPECT_EQ(LogCapture::Count(DLOG_DEBUG,
+                                "\n######### New ServiceControl(" + Pointer(&control) +
+                                    ") #########\nservice_name: probe\nlib_path: /lib/probe.so\n"
+                                    "load_type: COREAPP_PROCESS\nlaunch_type: AUTOSTART\n"
+                                    "#################################################"),
+              1);
 }
 
 TEST_F(ServiceControlTest, StartsByItselfWithLaunchTypeZeroAlone) {

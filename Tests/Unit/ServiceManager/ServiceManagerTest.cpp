@@ -13,6 +13,7 @@
 #include "PerformanceMonitor.h"
 #include "ServiceControl.h"
 #include "ServiceManager.h"
+#include "ServiceNames.h"
 
 namespace {
 
@@ -67,6 +68,14 @@ protected:
         return names;
     }
 
+    static int CountLinesWith(const std::string& text) {
+        int count = 0;
+        for (const LogCapture::Line& line : LogCapture::Lines()) {
+            count += line.text.find(text) == std::string::npos ? 0 : 1;
+        }
+        return count;
+    }
+
     FakeFactory& factory = FakeFactory::Register();
     Records& records = NewRecords();
 };
@@ -105,12 +114,24 @@ TEST_F(ServiceManagerTest, KeepsEqualsOfASmallNumberInReadingOrder) {
     EXPECT_EQ(Created(), (std::vector<std::string>{"c", "e", "a", "b", "d"}));
 }
 
-TEST_F(ServiceManagerTest, PassesOverALazyService) {
+TEST_F(ServiceManagerTest, KeepsEqualsOfSeveralFilesInReadingOrder) {
+    for (const char* name : {"e", "b", "g", "a", "f", "c", "h", "d"}) {
+        Declare(name, 5);
+    }
+    ServiceManager manager;
+    WaitForAutostart();
+    EXPECT_EQ(Created(), Names(manager.GetServiceList()));
+}
+
+TEST_F(ServiceManagerTest, PassesOverALazyServiceWithoutAWord) {
     Declare("lazy", 10, R"(,"launch_type":1)");
     Declare("odd", 10, R"(,"launch_type":2)");
     Declare("auto", 1);
     ServiceManager manager;
     WaitForAutostart();
+    for (const char* name : {"lazy", "odd"}) {
+        EXPECT_EQ(CountLinesWith(name), 2) << "the file, and the new control";
+    }
     EXPECT_EQ(Created(), (std::vector<std::string>{"auto"}));
     EXPECT_EQ(manager.GetServiceByName("lazy")->GetState(), State::NOT_LOADED);
     EXPECT_EQ(manager.GetServiceByName("auto")->GetState(), State::STARTED);
@@ -165,11 +186,15 @@ TEST_F(ServiceManagerTest, LogsItsSteps) {
             line.text.starts_with("autostart")) {
             EXPECT_EQ(line.priority, DLOG_INFO) << line.text;
             steps.push_back(line.text);
+        } else if (line.text.find("[Init] adds to queue") != std::string::npos) {
+            steps.emplace_back("job");
         }
     }
+    // The worker's own first job, and the manager's.
     EXPECT_EQ(steps, (std::vector<std::string>{"init", "loading configurations...",
                                                "configurations loaded", "sorting services",
-                                               "autostarting services...", "autostart done"}));
+                                               "autostarting services...", "job", "job",
+                                               "autostart done"}));
 }
 
 TEST_F(ServiceManagerTest, NeedsNoManagerAnyMoreOnceItsJobIsQueued) {
@@ -192,15 +217,22 @@ TEST_F(ServiceManagerTest, FindsTheFirstInSortedOrderOfServicesOfOneName) {
     WaitForAutostart();
 }
 
+TEST_F(ServiceManagerTest, FindsAServiceOrNoneWithoutAWord) {
+    Declare("a", 1);
+    ServiceManager manager;
+    WaitForAutostart();
+    LogCapture::Clear();
+    EXPECT_NE(manager.GetServiceByName("a"), nullptr);
+    EXPECT_EQ(manager.GetServiceByName("nobody"), nullptr);
+    EXPECT_TRUE(LogCapture::Lines().empty());
+}
+
 TEST_F(ServiceManagerTest, ListsServicesInReadingOrderWhateverTheirPriority) {
     std::ofstream(ServiceManager::SERVICE_MANIFEST_DIR_PATH + "/all.json")
         << R"({"a":{"priority":1},"b":{"priority":9}})";
     ServiceManager manager;
     WaitForAutostart();
-    const auto list = manager.GetServiceList();
-    ASSERT_EQ(list.size(), 2U);
-    EXPECT_EQ(list[0].service_name, "a");
-    EXPECT_EQ(list[1].service_name, "b");
+    EXPECT_EQ(Names(manager.GetServiceList()), (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(Created(), (std::vector<std::string>{"b", "a"}));
 }
 
@@ -258,7 +290,9 @@ TEST_F(ServiceManagerTest, StartAutostartServiceStartsThoseAlone) {
                          .launch_type = marrow::ser::LaunchType::LAZY,
                          .dependencies = {}});
     ServiceManager::StartAutostartService(&automatic);
+    LogCapture::Clear();
     ServiceManager::StartAutostartService(&lazy);
+    EXPECT_TRUE(LogCapture::Lines().empty());
     EXPECT_EQ(automatic.GetState(), State::STARTED);
     EXPECT_EQ(lazy.GetState(), State::NOT_LOADED);
 }
