@@ -40,6 +40,14 @@ inline bool IsBlockedIn(pid_t thread, const void* begin, std::size_t size) {
     return address >= first && address < first + size;
 }
 
+/// Whether `thread`, one of this process, waits in any system call.
+inline bool IsAsleep(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string line;
+    std::getline(file, line);
+    return line.find(") S ") != std::string::npos;
+}
+
 /// Waits until it does; false when the limit has passed first.
 template <typename Object>
 bool WaitUntilBlockedIn(pid_t thread, const Object& object) {

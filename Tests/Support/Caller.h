@@ -38,6 +38,11 @@ public:
         return WaitUntil([&] { return m_id != 0 && IsBlockedIn(m_id, &object, sizeof(object)); });
     }
 
+    /// Waits until it sleeps on anything.
+    bool IsWaiting() const {
+        return WaitUntil([&] { return m_id != 0 && IsAsleep(m_id); });
+    }
+
 private:
     Result m_result{};
     std::atomic<pid_t> m_id{0};

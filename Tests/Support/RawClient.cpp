@@ -154,6 +154,20 @@ void RawClient::SendSignal(const std::string& member, const std::vector<std::str
     Check(sd_bus_flush(m_bus), "flush");
 }
 
+void RawClient::SendSignalTo(const std::string& destination, const std::string& path,
+                             const std::string& interface, const std::string& member,
+                             const std::vector<std::string>& arguments) {
+    sd_bus_message* message = nullptr;
+    Check(
+        sd_bus_message_new_signal(m_bus, &message, path.c_str(), interface.c_str(), member.c_str()),
+        "signal");
+    Check(sd_bus_message_set_destination(message, destination.c_str()), "destination");
+    AppendStrings(message, arguments);
+    Check(sd_bus_send(m_bus, message, nullptr), "send");
+    sd_bus_message_unref(message);
+    Check(sd_bus_flush(m_bus), "flush");
+}
+
 std::string RawClient::Introspect(const std::string& destination) {
     sd_bus_message* const message =
         NewCall(m_bus, destination, PATH, "org.freedesktop.DBus.Introspectable", "Introspect");

@@ -50,6 +50,11 @@ public:
     Reply CallWithNumber(const std::string& destination, int number);
     /// A signal of the endpoints' interface with these string arguments.
     void SendSignal(const std::string& member, const std::vector<std::string>& arguments);
+    /// Any signal at all, with arguments that are all strings, to this one connection: it gets it
+    /// whatever it listens to.
+    void SendSignalTo(const std::string& destination, const std::string& path,
+                      const std::string& interface, const std::string& member,
+                      const std::vector<std::string>& arguments);
     /// The introspection data of an endpoint.
     std::string Introspect(const std::string& destination);
 

@@ -14,6 +14,8 @@ namespace Quill {
 
 namespace {
 
+constexpr const char* BUS_NAME = "org.freedesktop.DBus"; // of itself: nobody else can have it
+
 // What a caller can act on has a code of its own.
 int CodeOf(const sd_bus_error& error) {
     const auto is = [&error](const char* name) { return sd_bus_error_has_name(&error, name) > 0; };
@@ -71,6 +73,10 @@ int BusConnection::Callbacks::OnSignal(sd_bus_message* message, void* match,
         return 0;
     }
     const Subscription& wanted = *matched.subscription;
+    if (!wanted.sender.empty() &&
+        !matched.connection->IsFrom(sd_bus_message_get_sender(message), wanted.sender)) {
+        return 0;
+    }
     if (wanted.isPrefix ? !std::string_view(name).starts_with(wanted.signal)
                         : name != wanted.signal) {
         return 0;
@@ -96,6 +102,9 @@ int BusConnection::Callbacks::OnReply(sd_bus_message* message, void* call,
         result.text = failure->name;
         if (failure->message != nullptr) {
             result.text += std::string(": ") + failure->message;
+        }
+        if (sd_bus_is_open(connection->m_bus) <= 0) { // sd-bus's own words, at its end
+            result.error = -ENOTCONN;
         }
     } else if (answered->hasText && sd_bus_message_read(message, "ss", &subject, &payload) < 0) {
         result.error = -EBADMSG;
@@ -125,10 +134,13 @@ int BusConnection::Callbacks::OnReply(sd_bus_message* message, void* call,
 
 int BusConnection::Callbacks::OnNameOwnerChanged(
     sd_bus_message* message, void* self, sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
+    auto* const connection = static_cast<BusConnection*>(self);
     const char* name = nullptr;
     const char* newOwner = nullptr;
-    if (sd_bus_message_read(message, "sss", &name, nullptr, &newOwner) >= 0) {
-        static_cast<BusConnection*>(self)->m_senderNames.OwnerChanged(name, newOwner);
+    // Anybody may send such a signal to this connection alone, for which no rule is asked.
+    if (connection->IsFrom(sd_bus_message_get_sender(message), BUS_NAME) &&
+        sd_bus_message_read(message, "sss", &name, nullptr, &newOwner) >= 0) {
+        connection->NamesLike(name).OwnerChanged(name, newOwner);
     }
     return 0;
 }

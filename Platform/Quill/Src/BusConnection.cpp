@@ -44,6 +44,18 @@ constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 constexpr const char* BUS_NAME = "org.freedesktop.DBus";
 constexpr const char* BUS_PATH = "/org/freedesktop/DBus";
 
+// 0 or a negative errno value, one and the same wherever the connection has ended.
+int ResultOf(int result) {
+    switch (result) {
+    case -ECONNRESET:
+    case -EPIPE:
+    case -ESHUTDOWN:
+        return -ENOTCONN;
+    default:
+        return std::min(result, 0);
+    }
+}
+
 std::uint64_t MonotonicMicroseconds() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -92,8 +104,8 @@ private:
     BusConnection& m_connection;
 };
 
-BusConnection::BusConnection(Private, sd_bus* bus, int wakeDescriptor)
-    : m_wakeDescriptor(wakeDescriptor), m_bus(bus) {}
+BusConnection::BusConnection(Private, sd_bus* bus, int wakeDescriptor, std::string_view nameSpace)
+    : m_wakeDescriptor(wakeDescriptor), m_nameSpace(nameSpace), m_bus(bus) {}
 
 BusConnection::~BusConnection() {
     Close();
@@ -127,12 +139,12 @@ std::shared_ptr<BusConnection> BusConnection::Open(std::string_view nameSpace, s
         sd_bus_close_unref(bus);
         return nullptr;
     }
-    auto connection = std::make_shared<BusConnection>(Private{}, bus, wakeDescriptor);
+    auto connection = std::make_shared<BusConnection>(Private{}, bus, wakeDescriptor, nameSpace);
     const Holder holder(*connection);
     result = sd_bus_add_object_vtable(bus, nullptr, WireText::OBJECT_PATH, WireText::INTERFACE,
                                       vtable, connection.get());
     if (result >= 0) {
-        result = connection->FollowOwners(nameSpace);
+        result = connection->FollowOwners();
     }
     if (result < 0) {
         error = std::string("cannot set up the bus connection: ") + strerror(-result);
@@ -141,13 +153,8 @@ std::shared_ptr<BusConnection> BusConnection::Open(std::string_view nameSpace, s
 }
 
 // The rule comes ahead of the question, so that no change falls between the two.
-int BusConnection::FollowOwners(std::string_view nameSpace) {
-    const std::string rule = "type='signal',sender='org.freedesktop.DBus',"
-                             "interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-                             "arg0namespace='" +
-                             std::string(nameSpace) + "'";
-    int result =
-        sd_bus_add_match(m_bus, nullptr, rule.c_str(), Callbacks::OnNameOwnerChanged, this);
+int BusConnection::FollowOwners() {
+    int result = MatchOwners("arg0namespace='" + m_nameSpace + "'");
     if (result < 0) {
         return result;
     }
@@ -157,22 +164,52 @@ int BusConnection::FollowOwners(std::string_view nameSpace) {
         return result;
     }
     for (char** name = names; name != nullptr && *name != nullptr; ++name) {
-        if ((*name)[0] != ':' && WireText::TopLevel(*name) == nameSpace) {
-            sd_bus_message* raw = nullptr;
-            // A name that has gone since the list was made is no loss.
-            if (sd_bus_call_method(m_bus, BUS_NAME, BUS_PATH, BUS_NAME, "GetNameOwner", nullptr,
-                                   &raw, "s", *name) >= 0) {
-                const OwnMessage answer(raw);
-                const char* owner = nullptr;
-                if (sd_bus_message_read(raw, "s", &owner) >= 0) {
-                    m_senderNames.OwnerChanged(*name, owner);
-                }
-            }
+        if ((*name)[0] != ':' && WireText::TopLevel(*name) == m_nameSpace) {
+            AskForOwner(*name);
         }
         free(*name);
     }
     free(names);
     return 0;
+}
+
+int BusConnection::MatchOwners(const std::string& filter) {
+    const std::string rule = "type='signal',sender='org.freedesktop.DBus',"
+                             "interface='org.freedesktop.DBus',member='NameOwnerChanged'," +
+                             filter;
+    return sd_bus_add_match(m_bus, nullptr, rule.c_str(), Callbacks::OnNameOwnerChanged, this);
+}
+
+// A name that nobody owns, not even any more, is no loss.
+void BusConnection::AskForOwner(const char* name) {
+    sd_bus_message* raw = nullptr;
+    if (sd_bus_call_method(m_bus, BUS_NAME, BUS_PATH, BUS_NAME, "GetNameOwner", nullptr, &raw, "s",
+                           name) < 0) {
+        return;
+    }
+    const OwnMessage answer(raw);
+    const char* owner = nullptr;
+    if (sd_bus_message_read(raw, "s", &owner) >= 0) {
+        NamesLike(name).OwnerChanged(name, owner);
+    }
+}
+
+void BusConnection::FollowForeignName(const std::string& name) {
+    if (&NamesLike(name) == &m_foreignNames && sd_bus_service_name_is_valid(name.c_str()) > 0 &&
+        m_followed.insert(name).second) {
+        MatchOwners("arg0='" + name + "'");
+        AskForOwner(name.c_str());
+    }
+}
+
+SenderNames& BusConnection::NamesLike(std::string_view name) {
+    return WireText::TopLevel(name) == m_nameSpace ? m_senderNames : m_foreignNames;
+}
+
+// The bus compares a rule's sender only in what it sends to all: a signal to this connection alone
+// comes here from whoever made it, and for another rule.
+bool BusConnection::IsFrom(const char* sender, const std::string& name) {
+    return sender != nullptr && (name == sender || NamesLike(name).IsOwner(sender, name));
 }
 
 int BusConnection::RequestName(const std::string& name) {
@@ -189,6 +226,7 @@ int BusConnection::Subscribe(std::shared_ptr<const Subscription> subscription) {
     int result = 0;
     {
         const Holder holder(*this);
+        FollowForeignName(subscription->sender);
         const std::string rule =
             subscription->isPrefix
                 ? WireText::AllSignalsMatch(subscription->sender)
@@ -200,7 +238,7 @@ int BusConnection::Subscribe(std::shared_ptr<const Subscription> subscription) {
         }
     }
     Wake();
-    return std::min(result, 0);
+    return ResultOf(result);
 }
 
 void BusConnection::Unsubscribe(const Subscription* subscription) {
@@ -357,7 +395,7 @@ void BusConnection::NoteOutput(std::size_t size) {
 int BusConnection::Send(sd_bus_message* message, std::size_t size) {
     const int result = sd_bus_send(m_bus, message, nullptr);
     NoteOutput(size);
-    return std::min(result, 0);
+    return ResultOf(result);
 }
 
 void BusConnection::Unref(sd_bus_message* message) {
@@ -476,7 +514,7 @@ int BusConnection::SendCall(sd_bus_message* message, std::size_t size, OutgoingC
     const int result = sd_bus_call_async(m_bus, &call.slot, message, Callbacks::OnReply, &call, 0);
     if (result < 0) {
         m_calls.pop_back();
-        return result;
+        return ResultOf(result);
     }
     NoteOutput(size); // and so, the poller sees this call's time limit at its next look
     return 0;

@@ -5,6 +5,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -138,14 +139,19 @@ private:
     struct Private {};
 
 public:
-    BusConnection(Private, sd_bus* bus, int wakeDescriptor);
+    BusConnection(Private, sd_bus* bus, int wakeDescriptor, std::string_view nameSpace);
 
 private:
     int Process(std::vector<Incoming>& out) REQUIRES(m_mutex);
     bool LookWhetherBusReads() REQUIRES(m_mutex);
     void PrepareToWait(bool toWrite) REQUIRES(m_mutex);
     void WriteOut(std::vector<Incoming>& dropped) REQUIRES(m_mutex);
-    int FollowOwners(std::string_view nameSpace) REQUIRES(m_mutex);
+    int FollowOwners() REQUIRES(m_mutex);
+    int MatchOwners(const std::string& filter) REQUIRES(m_mutex);
+    void AskForOwner(const char* name) REQUIRES(m_mutex);
+    void FollowForeignName(const std::string& name) REQUIRES(m_mutex);
+    SenderNames& NamesLike(std::string_view name) REQUIRES(m_mutex);
+    bool IsFrom(const char* sender, const std::string& name) REQUIRES(m_mutex);
     Incoming MakeIncoming(Incoming::Kind kind, sd_bus_message* message) REQUIRES(m_mutex);
     void Enqueue(WaitingReply reply) EXCLUDES(m_mutex);
     void WriteReplies() REQUIRES(m_mutex);
@@ -160,11 +166,14 @@ private:
     void Unref(sd_bus_message* message) EXCLUDES(m_mutex);
 
     const int m_wakeDescriptor;
+    const std::string m_nameSpace;
 
     marrow::base::SpinningMutex m_mutex;
     // Below: guarded by m_mutex.
     sd_bus* const m_bus PT_GUARDED_BY(m_mutex);
-    SenderNames m_senderNames GUARDED_BY(m_mutex);
+    SenderNames m_senderNames GUARDED_BY(m_mutex);        // of m_nameSpace
+    SenderNames m_foreignNames GUARDED_BY(m_mutex);       // others, which subscriptions name
+    std::set<std::string> m_followed GUARDED_BY(m_mutex); // those
     std::list<Match> m_matches GUARDED_BY(m_mutex);
     std::list<OutgoingCall> m_calls GUARDED_BY(m_mutex);
     bool m_callsAbandoned GUARDED_BY(m_mutex) = false;

@@ -101,6 +101,7 @@ bool Endpoint::Connect() {
         owned = connection->RequestName(m_busName);
         if (owned < 0) {
             error = "the bus refuses the name " + m_busName + ": " + strerror(-owned);
+            connection->Close();
         }
     }
     if (connection == nullptr || owned < 0) {
@@ -126,7 +127,9 @@ bool Endpoint::Connect() {
     }
     for (const auto& subscription : subscriptions) {
         const int result = connection->Subscribe(subscription);
-        if (result < 0) {
+        if (subscription->ended) { // meanwhile
+            connection->Unsubscribe(subscription.get());
+        } else if (result < 0 && result != -ENOTCONN) {
             QUILL_LOGE("endpoint %s: the subscription to signal %s is lost: %s", m_name.c_str(),
                        subscription->signal.c_str(), strerror(-result));
         }

@@ -26,4 +26,9 @@ std::string_view SenderNames::NameOf(std::string_view uniqueName) const {
     return names == m_names.end() ? uniqueName : std::string_view(names->second.front());
 }
 
+bool SenderNames::IsOwner(std::string_view uniqueName, std::string_view name) const {
+    const auto owner = m_owners.find(name);
+    return owner != m_owners.end() && owner->second == uniqueName;
+}
+
 } // namespace Quill

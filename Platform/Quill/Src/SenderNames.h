@@ -8,7 +8,7 @@
 
 namespace Quill {
 
-// Who owns which well-known name of one name space, as the bus told it. Not thread-safe: belongs to
+// Who owns which well-known name, as the bus told it. Not thread-safe: belongs to
 // a BusConnection and is touched under its lock.
 class SenderNames {
 public:
@@ -18,6 +18,9 @@ public:
     /// The well-known name of a connection, the one that it has had longest; its unique name where
     /// it has none.
     std::string_view NameOf(std::string_view uniqueName) const;
+
+    /// Whether `name` is owned by that connection now.
+    bool IsOwner(std::string_view uniqueName, std::string_view name) const;
 
 private:
     struct Hash {

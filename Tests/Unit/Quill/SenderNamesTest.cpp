@@ -23,6 +23,17 @@ TEST(SenderNames, FollowsANameFromOwnerToOwner) {
     names.OwnerChanged("marrow.a", "");
 }
 
+TEST(SenderNames, KnowsTheOwnerOfEachOfItsNames) {
+    SenderNames names;
+    names.OwnerChanged("marrow.a", ":1.5");
+    names.OwnerChanged("marrow.b", ":1.5");
+    EXPECT_TRUE(names.IsOwner(":1.5", "marrow.b"));
+    EXPECT_FALSE(names.IsOwner(":1.6", "marrow.b"));
+    EXPECT_FALSE(names.IsOwner(":1.5", "marrow.c"));
+    names.OwnerChanged("marrow.b", ":1.6");
+    EXPECT_FALSE(names.IsOwner(":1.5", "marrow.b"));
+}
+
 TEST(SenderNames, KeepsToTheNameThatAConnectionHasHadLongest) {
     SenderNames names;
     names.OwnerChanged("marrow.b", ":1.5");

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 
+#include "Caller.h"
 #include "Gate.h"
 #include "PrivateBus.h"
 #include "TestServer.h"
@@ -108,6 +109,23 @@ TEST_F(ServerClient, MayCallFromItsOwnCallbackAndKeepsWhatComesMeanwhile) {
     last.subject = "last";
     ASSERT_EQ(client.SendMessage("test.Server", &last, true, nullptr), 0);
     EXPECT_EQ(order, (std::vector<std::string>{"outer", "second", "last"}));
+}
+
+TEST_F(ServerClient, KnowsThatItWasTheBusThatEndedAheadOfTheAnswer) {
+    Gate inside;
+    Gate finish;
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        inside.Open();
+        finish.Wait();
+    };
+    Caller calling([this] {
+        const TCMessage message;
+        return client.SendMessage("test.Server", &message, true, nullptr);
+    });
+    ASSERT_TRUE(inside.Wait());
+    bus.Kill();
+    EXPECT_EQ(calling.Join(), -ENOTCONN);
+    finish.Open();
 }
 
 TEST_F(ServerClient, HasNoConnectionAfterItIsClosed) {

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "Caller.h"
 #include "Dlog.h"
 #include "Gate.h"
 #include "LogCapture.h"
@@ -148,6 +149,26 @@ TEST_F(ServerLife, ClosesThoughACallbackWaitsForAnAnswerThatNeverComes) {
         << "it has waited for the call's own limit";
     EXPECT_EQ(result, -ENOTCONN);
     task.Destroy();
+}
+
+TEST_F(ServerLife, KeepsASubscriptionThatIsUnderWayWhenTheBusEnds) {
+    std::atomic<bool> isReceived = false;
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        isReceived = true;
+    };
+    server.CreateDBusServer();
+    bus.Pause();
+    Caller subscribing(
+        [this] { return server.SubscribeSignal(nullptr, "news", nullptr, nullptr); });
+    EXPECT_TRUE(subscribing.IsWaiting());
+    bus.Kill();
+    EXPECT_TRUE(subscribing.Join());
+    bus.Start();
+    RawClient client;
+    EXPECT_TRUE(WaitUntil([&] {
+        client.SendSignal("news", {"news", "", ""});
+        return isReceived.load();
+    }));
 }
 
 // The third call is taken off the bus while the second one's callback waits, and the second while

@@ -155,6 +155,117 @@ TEST_F(ServerSignal, ListensToOneSenderAloneWhenItIsNamed) {
     EXPECT_EQ(senders, "test.client.Wanted ");
 }
 
+// The bus asks no rule for a signal with a destination.
+TEST_F(ServerSignal, IsNotDeceivedByWhoSendsToItAloneWhereASenderIsNamed) {
+    Gate received;
+    std::string subjects;
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char* signal) {
+        if (signal != nullptr) {
+            subjects += message->subject + " ";
+        }
+        if (message->subject == "last") {
+            received.Open();
+        }
+    };
+    RawClient other;
+    client.RequestName("test.client.Wanted");
+    server.CreateDBusServer();
+    server.SubscribeSignal("test.client.Wanted", "news", nullptr, nullptr);
+    const auto sendTo = [](RawClient& from, const std::string& subject) {
+        from.SendSignalTo("test.Server", Quill::WireText::OBJECT_PATH, Quill::WireText::INTERFACE,
+                          "news", {"news", subject, ""});
+    };
+    sendTo(other, "forged");
+    other.Call("test.Server", "", ""); // the signal has come past
+    sendTo(client, "own");
+    client.SendSignal("news", {"news", "last", ""});
+    ASSERT_TRUE(received.Wait());
+    EXPECT_EQ(subjects, "own last ");
+}
+
+TEST_F(ServerSignal, GivesEachOfTwoSubscriptionsItsOwnSenders) {
+    struct Heard {
+        Gate last;
+        std::string subjects;
+    } wanted;
+    Heard anybody;
+    const auto callback = [](const char*, const char*, TCMessage* message, void* userData) {
+        auto& heard = *static_cast<Heard*>(userData);
+        heard.subjects += message->subject + " ";
+        if (message->subject == "last") {
+            heard.last.Open();
+        }
+    };
+    RawClient other;
+    client.RequestName("test.client.Wanted");
+    server.CreateDBusServer();
+    server.SubscribeSignal("test.client.Wanted", "news", callback, &wanted);
+    server.SubscribeSignal(nullptr, "news", callback, &anybody);
+    other.SendSignal("news", {"news", "others", ""});
+    other.Call("test.Server", "", ""); // the signal has come past
+    client.SendSignal("news", {"news", "last", ""});
+    ASSERT_TRUE(wanted.last.Wait());
+    ASSERT_TRUE(anybody.last.Wait());
+    server.CloseDBusServer();
+    EXPECT_EQ(wanted.subjects, "last ");
+    EXPECT_EQ(anybody.subjects, "others last ");
+}
+
+// The server's own name space is another one. Owners come, change and go.
+TEST_F(ServerSignal, ListensToASenderOfAnyName) {
+    Gate received;
+    std::string subjects;
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char* signal) {
+        if (signal != nullptr) {
+            subjects += message->subject + " ";
+        }
+        if (message->subject == "last") {
+            received.Open();
+        }
+    };
+    RawClient second;
+    RawClient third;
+    client.RequestName("else.Where");
+    server.CreateDBusServer();
+    server.SubscribeSignal("else.Where", "news", nullptr, nullptr);
+    server.SubscribeSignal(third.UniqueName().c_str(), "news", nullptr, nullptr);
+    const auto send = [](RawClient& from, const std::string& subject) {
+        from.SendSignal("news", {"news", subject, ""});
+        from.Call("test.Server", "", ""); // it has come past
+    };
+    send(client, "first");
+    client.ReleaseName("else.Where");
+    send(client, "nobody's");
+    second.RequestName("else.Where");
+    send(second, "second");
+    send(third, "unique");
+    send(client, "nobody's");
+    send(second, "last");
+    ASSERT_TRUE(received.Wait());
+    EXPECT_EQ(subjects, "first second unique last ");
+}
+
+TEST_F(ServerSignal, KnowsItsSendersFromTheBusAlone) {
+    std::string sender;
+    server.onReceived = [&](const char* from, const TCMessage*, TCMessage*, const char*) {
+        sender = from;
+    };
+    server.CreateDBusServer();
+    RawClient named;
+    named.RequestName("test.client.Named");
+    const auto tell = [this](const std::string& name, const std::string& owner) {
+        client.SendSignalTo("test.Server", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                            "NameOwnerChanged", {name, "", owner});
+    };
+    tell("test.client.Stolen", client.UniqueName());
+    client.Call("test.Server", "", "");
+    EXPECT_EQ(sender, client.UniqueName());
+    tell("test.client.Named", "");
+    client.Call("test.Server", "", ""); // it has come past
+    named.Call("test.Server", "", "");
+    EXPECT_EQ(sender, "test.client.Named");
+}
+
 TEST_F(ServerSignal, HearsNothingAfterItHasUnsubscribed) {
     std::atomic<int> received{0};
     server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char* signal) {
