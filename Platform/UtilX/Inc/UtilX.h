@@ -9,6 +9,9 @@
 //     data.l[2]   the key code, as XLookupKeysym takes it
 //     data.l[3]   2 when the key goes down, 3 when it goes up
 //
+// Where the map gives a key that is held down no keysym any more, its release doesn't come: nobody
+// could tell whose it is.
+//
 // On a PC the library grabs the key on the root window of the display's default screen, whatever
 // modifiers are held down. It does so on a connection of its own, with a thread of its own
 // ("utilx-keys") for each display that keys are grabbed on.

@@ -256,7 +256,8 @@ void KeyConnection::Release(xcb_keycode_t code) {
 }
 
 void KeyConnection::TellRelease(xcb_keycode_t code) {
-    if (const auto held = m_held.extract(code); !held.empty()) {
+    const auto held = m_held.extract(code);
+    if (!held.empty() && m_map.At(code) != XCB_NO_SYMBOL) {
         for (const xcb_window_t window : held.mapped().told) {
             Send(window, code, UP);
         }

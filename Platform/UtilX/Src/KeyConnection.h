@@ -45,8 +45,8 @@ private:
         std::string name;
         std::map<xcb_window_t, bool> windows; // with repeats or without
     };
-    // A key that is down. Who has been told of the press is told of the release, whatever the
-    // keyboard map says by then.
+    // A key that is down. Who has been told of the press is told of the release, whatever key the
+    // map has there by then; but not of a code that is no key any more.
     struct Held {
         xcb_keysym_t key = XCB_NO_SYMBOL;
         std::set<xcb_window_t> told;

@@ -128,7 +128,8 @@ TEST_F(KeyMap, AKeyThatAnotherClientHasGrabbedIsToldWhenTheMapBringsIt) {
     EXPECT_EQ(window.Ungrab("XF86Red"), 0);
 }
 
-TEST_F(KeyMap, AHeldKeyIsToldAsReleasedWhereItsNameHasMoved) {
+// A message that tells of no key at all would be the last that the key proxy reads.
+TEST_F(KeyMap, AHeldKeyThatHasNoNameAnyMoreIsNotToldOf) {
     KeyWindow window;
     KeyWindow last;
     ASSERT_EQ(window.Grab("1"), 0);
@@ -136,6 +137,25 @@ TEST_F(KeyMap, AHeldKeyIsToldAsReleasedWhereItsNameHasMoved) {
     m_server.Press(ONE);
     EXPECT_EQ(window.Next(), (KeyMessage{ONE, DOWN}));
     Change({"keycode 10 = NoSymbol", "keycode 93 = 1", "keycode 97 = XF86Red"});
+    TapUntilToldTo(last, 97);
+    m_server.Release(ONE);
+    m_server.Tap(FREE);
+    EXPECT_EQ(window.Next(2), Tapped(FREE));
+    // Nor is it held any more, when it comes back.
+    Change({"keycode 10 = 1", "keycode 93 = XF86Red"});
+    TapUntilToldTo(last, FREE);
+    m_server.Tap(ONE);
+    EXPECT_EQ(window.Next(2), Tapped(ONE));
+}
+
+TEST_F(KeyMap, AHeldKeyIsToldAsReleasedWhereItsNameHasMoved) {
+    KeyWindow window;
+    KeyWindow last;
+    ASSERT_EQ(window.Grab("1"), 0);
+    ASSERT_EQ(last.Grab("XF86Red"), 0);
+    m_server.Press(ONE);
+    EXPECT_EQ(window.Next(), (KeyMessage{ONE, DOWN}));
+    Change({"keycode 10 = 9", "keycode 93 = 1", "keycode 97 = XF86Red"});
     TapUntilToldTo(last, 97);
     m_server.Release(ONE);
     EXPECT_EQ(window.Next(), (KeyMessage{ONE, UP}));
