@@ -86,20 +86,21 @@ fs::path DumpStore::Add(const Dump& dump) {
         fs::remove(unfinished, error);
         return {};
     }
-    RemoveOldest();
+    RemoveOldest(path);
     return path;
 }
 
-void DumpStore::RemoveOldest() {
+// The newest isn't the last by its name where the clock has been set back, or isn't set yet.
+void DumpStore::RemoveOldest(const fs::path& newest) const {
     std::vector<fs::path> dumps;
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(m_folder, error)) {
-        if (entry.path().filename().string().starts_with(PREFIX)) {
+        if (entry.path().filename().string().starts_with(PREFIX) && entry.path() != newest) {
             dumps.push_back(entry.path());
         }
     }
     std::sort(dumps.begin(), dumps.end());
-    for (std::size_t i = 0; i + m_most < dumps.size(); ++i) {
+    for (std::size_t i = 0; i + m_most < dumps.size() + 1; ++i) {
         fs::remove(dumps[i], error);
     }
 }

@@ -32,7 +32,7 @@ public:
     std::filesystem::path Add(const Dump& dump);
 
 private:
-    void RemoveOldest();
+    void RemoveOldest(const std::filesystem::path& newest) const;
 
     const std::filesystem::path m_folder;
     const std::size_t m_most;

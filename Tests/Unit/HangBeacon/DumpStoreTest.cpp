@@ -56,6 +56,17 @@ TEST_F(DumpStoreTest, RemovesNothingButDumps) {
     EXPECT_THAT(Names(), testing::UnorderedElementsAre("a-note.txt", last.filename().string()));
 }
 
+TEST_F(DumpStoreTest, KeepsTheNewestThoughTheClockIsBehind) {
+    DumpStore store(dumps, 2);
+    Dump dump = DumpOf(1);
+    dump.time += std::chrono::hours(1);
+    store.Add(dump);
+    const std::string second = store.Add(dump).filename().string();
+    dump.time -= std::chrono::hours(1);
+    const std::string last = store.Add(dump).filename().string();
+    EXPECT_THAT(Names(), testing::UnorderedElementsAre(second, last));
+}
+
 TEST_F(DumpStoreTest, GoesOnBehindADumpThatCannotBeWritten) {
     DumpStore store(dumps, 2);
     fs::remove(dumps);
