@@ -7,8 +7,10 @@
 #include <cstdio>
 #include <ctime>
 #include <iostream>
+#include <memory>
 #include <unistd.h>
 
+#include <glib.h>
 #include <json/writer.h>
 
 namespace hearthctl {
@@ -19,7 +21,11 @@ std::string WriteJson(const Json::Value& value, const char* indentation) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = indentation;
     builder["emitUTF8"] = true;
-    return Json::writeString(builder, value);
+    const std::string written = Json::writeString(builder, value);
+    // Names in files and logs may be any bytes, and stacks are cut after 255 of them.
+    const std::unique_ptr<char, decltype(&g_free)> valid(
+        g_utf8_make_valid(written.data(), static_cast<gssize>(written.size())), g_free);
+    return valid.get();
 }
 
 // Columns on the screen, one for each code point.
