@@ -44,8 +44,9 @@ public:
     void SetCrcCheck(bool check) { m_crcCheck = check; }
 
     /// Only sections that are new: of another version_number or other bytes than the last section
-    /// of the same table id, extension and section_number. In the long form (with
-    /// section_syntax_indicator) the version_number decides, in the short form the bytes.
+    /// of the same table id, extension, section_number and current_next_indicator. In the long form
+    /// (with section_syntax_indicator) the version_number decides, in the short form the bytes. A
+    /// damaged one, where that isn't checked, is new each time.
     void SetOnChangeOnly(bool onChangeOnly) { m_onChangeOnly = onChangeOnly; }
 
     unsigned short Pid() const { return m_pid; }

@@ -27,7 +27,7 @@ SectionMatcher::SectionMatcher(const TCSectionCriteriaHelper& criteria)
 
 bool SectionMatcher::Matches(const Section& section) {
     return BytesMatch(section.Whole()) && (section.IsIntact() || !m_crcCheck) &&
-           (!m_onChangeOnly || IsNew(section));
+           (!m_onChangeOnly || !section.IsIntact() || IsNew(section));
 }
 
 bool SectionMatcher::BytesMatch(Bytes bytes) const {
@@ -44,10 +44,12 @@ bool SectionMatcher::BytesMatch(Bytes bytes) const {
 }
 
 bool SectionMatcher::IsNew(const Section& section) {
-    std::uint32_t key = static_cast<std::uint32_t>(section.TableId()) << 24;
+    std::uint64_t key = static_cast<std::uint64_t>(section.TableId()) << 24;
     std::uint32_t stamp = 0;
     if (section.IsLong()) {
-        key |= static_cast<std::uint32_t>(section.Extension()) << 8 | section.Number();
+        // What is announced for later is repeated beside what holds.
+        key |= static_cast<std::uint64_t>(section.IsCurrent() ? 1 : 0) << 32;
+        key |= static_cast<std::uint64_t>(section.Extension()) << 8 | section.Number();
         stamp = section.Version();
     } else {
         stamp = section.Fingerprint();

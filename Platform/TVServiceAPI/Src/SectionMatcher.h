@@ -29,7 +29,8 @@ private:
     std::size_t m_leastBytes = 0; // that a section must have to be compared
     const bool m_crcCheck;
     const bool m_onChangeOnly;
-    std::unordered_map<std::uint32_t, std::uint32_t> m_seen; // table, extension, number: its stamp
+    // Whether it holds, its table, extension and number: its stamp. Intact ones.
+    std::unordered_map<std::uint64_t, std::uint32_t> m_seen;
 };
 
 } // namespace tvservice

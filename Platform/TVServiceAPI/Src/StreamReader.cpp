@@ -125,7 +125,9 @@ StreamReader::Next StreamReader::Fill(Clock::time_point limit) {
         TellError(error.what());
         m_source.reset();
         m_retry = now + RETRY;
-        return {};
+        m_sync.Clear();
+        m_pacer.Reset();
+        return {Next::What::Break, nullptr, false};
     }
     m_sync.Clear();
     m_pacer.Reset();

@@ -25,6 +25,7 @@ public:
         enum class What {
             Packet,
             Nothing, ///< it has waited, or somebody has woken it
+            Break,   ///< the source has failed: what follows continues nothing
             End,     ///< of a file: it begins again where `again` is true, else it stays here
         };
         What what = What::Nothing;

@@ -79,6 +79,9 @@ void TVService::Step() {
         case StreamReader::Next::What::Packet:
             OnPacket(next.packet);
             break;
+        case StreamReader::Next::What::Break:
+            m_demuxer.Break();
+            return;
         case StreamReader::Next::What::End:
             OnEnd(next.again);
             return;

@@ -195,6 +195,22 @@ TEST_F(OnChange, DoesntCountWhatTheFilterDropsAsSeen) {
     EXPECT_TRUE(matcher.Matches(Section(right)));
     SectionMatcher unchecked = Make(false);
     EXPECT_TRUE(unchecked.Matches(Section(wrong)));
+    EXPECT_TRUE(unchecked.Matches(Section(wrong))) << "a damaged one counts as new";
+    EXPECT_TRUE(unchecked.Matches(Section(right))) << "and isn't taken for this one";
+    EXPECT_FALSE(unchecked.Matches(Section(right)));
+}
+
+TEST_F(OnChange, TellsWhatIsAnnouncedFromWhatHolds) {
+    streammaker::SectionBuilder holds = Builder();
+    streammaker::SectionBuilder announced = Builder();
+    announced.version = 22;
+    announced.currentNext = false;
+    EXPECT_TRUE(Matches(holds));
+    EXPECT_TRUE(Matches(announced));
+    EXPECT_FALSE(Matches(holds));
+    EXPECT_FALSE(Matches(announced));
+    announced.currentNext = true;
+    EXPECT_TRUE(Matches(announced)) << "it comes into force";
 }
 
 TEST_F(OnChange, RemembersWithoutEnd) {
