@@ -284,12 +284,14 @@ TEST_F(Monitor, PrintsEachNotificationOnALineOfItsOwn) {
 }
 
 TEST_F(Monitor, KeepsToTheSubjectsThatAreAsked) {
-    Program monitor({HEARTHCTL, "monitor", "--json", "one", "two"});
+    Program monitor({HEARTHCTL, "monitor", "--json", "one", "two", "one", "last"});
     ASSERT_TRUE(NotifyUntilShown(monitor, "two"));
     Notify("onemore");
     Notify("one");
-    ASSERT_TRUE(monitor.WaitForOutput("\"subject\":\"one\""));
+    Notify("last");
+    ASSERT_TRUE(monitor.WaitForOutput("\"subject\":\"last\""));
     EXPECT_EQ(CountOf(monitor.Output(), "onemore"), 0);
+    EXPECT_EQ(CountOf(monitor.Output(), R"("subject":"one")"), 2) << "once, and in the payload";
     monitor.Signal(SIGINT);
     EXPECT_EQ(monitor.Wait(), 0);
     const Json::Value line = Parse(monitor.Output());

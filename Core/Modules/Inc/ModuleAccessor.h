@@ -15,9 +15,10 @@
 /// The one module that stands behind the interface I.
 ///
 /// No locks: Get is a test and a set on the message path, and costs one load once it has been made.
-/// The daemon's main thread makes the first Get of each interface before other threads need it; two
-/// threads that meet in the first Get both create a module. The pointer is atomic, so that whoever
-/// sees it sees a whole module.
+/// The daemon's main thread makes the first Get of the router and of the manager before other
+/// threads need them; the factory is made by the thread that first loads a service. Two threads
+/// that meet in a first Get both create a module. The pointer is atomic, so that whoever sees it
+/// sees a whole module.
 template <typename I>
 class ModuleAccessor {
 public:

@@ -57,6 +57,9 @@ public:
     std::optional<std::string> Take(const char* key) {
         g_autofree char* value = g_key_file_get_string(m_file, m_name.c_str(), key, nullptr);
         if (value == nullptr) {
+            if (g_key_file_has_key(m_file, m_name.c_str(), key, nullptr) != 0) {
+                throw std::runtime_error("[" + m_name + "] " + key + " isn't UTF-8");
+            }
             return std::nullopt;
         }
         std::string text = value;

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <exception>
 #include <iostream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -105,9 +106,12 @@ std::string LineOf(const StoredKey& key) {
 
 void List(Store& store, const Arguments& arguments) {
     const std::vector<std::string> everything(1);
+    std::set<std::string> shown; // prefixes may have keys in common
     for (const std::string& prefix : arguments.prefixes.empty() ? everything : arguments.prefixes) {
         for (const StoredKey& key : store.List(prefix)) {
-            std::cout << (arguments.onlyNames ? key.name : LineOf(key)) << '\n';
+            if (shown.insert(key.name).second) {
+                std::cout << (arguments.onlyNames ? key.name : LineOf(key)) << '\n';
+            }
         }
     }
 }

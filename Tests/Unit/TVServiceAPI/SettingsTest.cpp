@@ -70,6 +70,7 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"[source]\npace = slow\n", "[source] pace is 'slow', and is to be clock or fast"},
         Wrong{"[source]\nloop = maybe\n", "[source] loop is 'maybe', and is to be yes or no"},
         Wrong{"[source]\nspeed = 1\n", "[source] has an unknown key: speed"},
+        Wrong{"[source]\naddress = /media/f\xFCr\n", "[source] address isn't UTF-8"},
         Wrong{"[screen 1 0]\nprogram = 65536\n", "[screen 1 0] program is '65536'"},
         Wrong{"[screen 1 0]\nprogram = 1x\n", "a number from 0 to 65535"},
         Wrong{"[screen 1 0]\nprogram = 4294967296\n", "[screen 1 0] program is '4294967296'"},

@@ -115,6 +115,7 @@ TEST_F(VConfTool, ListsWhatBeginsSo) {
     }
     EXPECT_EQ(Run({"list", "--names", "db/"}), "db/a\ndb/b\n");
     EXPECT_EQ(Run({"list", "--names", "m", "dc"}), "memory/x\ndc\n");
+    EXPECT_EQ(Run({"list", "--names", "db/b", "db/"}), "db/b\ndb/a\n") << "each once";
     EXPECT_EQ(Run({"list", "--names"}), "db/a\ndb/b\ndc\nmemory/x\n");
     EXPECT_EQ(Run({"list", "nothing"}), "");
 }

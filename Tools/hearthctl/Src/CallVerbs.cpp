@@ -2,6 +2,7 @@
 #include "CallVerbs.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <iostream>
 #include <iterator>
@@ -93,7 +94,7 @@ public:
             return;
         }
         constexpr int WIDTH = 40;
-        const int filled = static_cast<int>(static_cast<long>(WIDTH) * done / m_total);
+        const int filled = static_cast<int>(std::int64_t{WIDTH} * done / m_total);
         std::cerr << "\r[" << std::string(static_cast<std::size_t>(filled), '#')
                   << std::string(static_cast<std::size_t>(WIDTH - filled), '.') << "] " << done
                   << " of " << m_total << std::flush;

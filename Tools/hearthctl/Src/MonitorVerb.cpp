@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <iostream>
+#include <set>
 #include <unistd.h>
 
 #include <hearthd/HearthClient.h>
@@ -57,7 +58,7 @@ ExitStatus Monitor(const std::vector<std::string>& subjects, int count, bool jso
     };
     std::vector<hearthd::Subscription> subscriptions;
     subscriptions.reserve(subjects.size() + 1);
-    for (const std::string& subject : subjects) {
+    for (const std::string& subject : std::set(subjects.begin(), subjects.end())) {
         subscriptions.push_back(client.Listen(subject, print));
     }
     if (subjects.empty()) {

@@ -44,11 +44,18 @@ std::string TakeWord(std::string& line) {
     return word;
 }
 
+// Null where it has gone meanwhile.
 Json::Value ReadDump(const fs::path& path) {
+    std::ifstream file(path);
+    if (!file && !fs::exists(path)) {
+        return {};
+    }
+    if (!file) {
+        throw Failure(ExitStatus::FAILED, "cannot read " + path.string());
+    }
     Json::Value dump;
     dump["file"] = path.string();
     dump["threads"] = Json::arrayValue;
-    std::ifstream file(path);
     std::string line;
     while (std::getline(file, line)) {
         std::string rest = line;
@@ -113,9 +120,9 @@ ExitStatus Stacks(const std::string& folder, int last, bool json) {
     Json::Value all(Json::arrayValue);
     for (const fs::path& path : dumps) {
         Json::Value dump = ReadDump(path);
-        if (json) {
+        if (json && !dump.isNull()) {
             all.append(std::move(dump));
-        } else {
+        } else if (!dump.isNull()) {
             Print(dump);
         }
     }
