@@ -3,6 +3,7 @@
 // Where the watch stands, and how it moves.
 
 #include <algorithm>
+#include <atomic>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -157,8 +158,8 @@ TEST_F(APIWatchdogTest, TriesTheWholePathAgainAtAnyCreationInTheAncestor) {
 TEST_F(APIWatchdogTest, LooksForNoMissedFilesWhereItHasClimbedAgain) {
     const std::string share = "/opt/usr/share";
     CrashFolders::Make(MINCORE);
-    TestWatchdog* asked = nullptr;
-    TestWatchdog watchdog([&](const std::string&) { (*asked)->AddWatch(share); });
+    std::atomic<TestWatchdog*> asked = nullptr;
+    TestWatchdog watchdog([&](const std::string&) { (*asked.load())->AddWatch(share); });
     asked = &watchdog;
     CrashFolders::Touch(MINCORE + "/1.prog.x.10.core");
     ASSERT_TRUE(watchdog.WaitForCrashes(1));
