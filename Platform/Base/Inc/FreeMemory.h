@@ -4,6 +4,8 @@
 #include <chrono>
 #include <malloc.h>
 
+#include "Mutex.h"
+
 // Of mimalloc, in a program that links it.
 extern "C" [[gnu::weak]] void mi_collect(bool force);
 
@@ -20,6 +22,10 @@ inline void ReturnFreeMemory() {
     if (mi_collect != nullptr) {
         mi_collect(true);
     } else {
+        // Where another allocator stands ahead of the C library's, as the sanitizers' do, that one
+        // hasn't been used yet, and two threads that come to it first together end the process.
+        static Mutex mutex;
+        const MutexLock lock(mutex);
         malloc_trim(0);
     }
 }
