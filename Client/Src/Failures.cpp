@@ -40,9 +40,8 @@ Failure FailureOf(int error, const std::string& endpoint) {
     case EBADMSG:
         return {Reason::BAD_REPLY,
                 "the reply of " + endpoint +
-                    " is no JSON that is taken here: a service has answered with what JSON "
-                    "has no form for, or something else than hearthd has its "
-                    "name"};
+                    " is no JSON that is taken here: a service has answered with what JSON has no "
+                    "form for, or something else than hearthd has its name"};
     default:
         return {Reason::OTHER, "calling " + endpoint + " failed: " + strerror(-error) +
                                    "; DLOG_LEVEL=warn shows more"};

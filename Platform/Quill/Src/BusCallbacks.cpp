@@ -14,8 +14,6 @@ namespace Quill {
 
 namespace {
 
-constexpr const char* BUS_NAME = "org.freedesktop.DBus"; // of itself: nobody else can have it
-
 // What a caller can act on has a code of its own.
 int CodeOf(const sd_bus_error& error) {
     const auto is = [&error](const char* name) { return sd_bus_error_has_name(&error, name) > 0; };

@@ -41,7 +41,6 @@ constexpr std::uint64_t QUIET =
 constexpr int LONGEST_STALL_AT_CLOSE = 1000; // milliseconds
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
-constexpr const char* BUS_NAME = "org.freedesktop.DBus";
 constexpr const char* BUS_PATH = "/org/freedesktop/DBus";
 
 // 0 or a negative errno value, one and the same wherever the connection has ended.
@@ -208,7 +207,7 @@ SenderNames& BusConnection::NamesLike(std::string_view name) {
 
 // The bus compares a rule's sender only in what it sends to all: a signal to this connection alone
 // comes here from whoever made it, and for another rule.
-bool BusConnection::IsFrom(const char* sender, const std::string& name) {
+bool BusConnection::IsFrom(const char* sender, std::string_view name) {
     return sender != nullptr && (name == sender || NamesLike(name).IsOwner(sender, name));
 }
 

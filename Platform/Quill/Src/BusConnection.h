@@ -151,7 +151,7 @@ private:
     void AskForOwner(const char* name) REQUIRES(m_mutex);
     void FollowForeignName(const std::string& name) REQUIRES(m_mutex);
     SenderNames& NamesLike(std::string_view name) REQUIRES(m_mutex);
-    bool IsFrom(const char* sender, const std::string& name) REQUIRES(m_mutex);
+    bool IsFrom(const char* sender, std::string_view name) REQUIRES(m_mutex);
     Incoming MakeIncoming(Incoming::Kind kind, sd_bus_message* message) REQUIRES(m_mutex);
     void Enqueue(WaitingReply reply) EXCLUDES(m_mutex);
     void WriteReplies() REQUIRES(m_mutex);

@@ -12,6 +12,9 @@
 // header brings sd-bus's with it.
 namespace Quill {
 
+// The bus itself, as the sender of a message too: nobody else can have that name.
+inline constexpr const char* BUS_NAME = "org.freedesktop.DBus";
+
 // For messages that the connection makes and drops under its lock.
 struct UnrefMessage {
     void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }

@@ -21,7 +21,22 @@ using Quill::TCServer;
 
 class ServerSignal : public testing::Test {
 protected:
+    // From now on what is heard is noted, up to the signal of the subject "last".
+    void NoteSubjects() {
+        server.onReceived = [this](const char*, const TCMessage* message, TCMessage*,
+                                   const char* signal) {
+            if (signal != nullptr) {
+                subjects += message->subject + " ";
+            }
+            if (message->subject == "last") {
+                last.Open();
+            }
+        };
+    }
+
     PrivateBus bus;
+    Gate last;
+    std::string subjects;
     TestServer server;
     RawClient client;
 };
@@ -157,16 +172,7 @@ TEST_F(ServerSignal, ListensToOneSenderAloneWhenItIsNamed) {
 
 // The bus asks no rule for a signal with a destination.
 TEST_F(ServerSignal, IsNotDeceivedByWhoSendsToItAloneWhereASenderIsNamed) {
-    Gate received;
-    std::string subjects;
-    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char* signal) {
-        if (signal != nullptr) {
-            subjects += message->subject + " ";
-        }
-        if (message->subject == "last") {
-            received.Open();
-        }
-    };
+    NoteSubjects();
     RawClient other;
     client.RequestName("test.client.Wanted");
     server.CreateDBusServer();
@@ -179,7 +185,7 @@ TEST_F(ServerSignal, IsNotDeceivedByWhoSendsToItAloneWhereASenderIsNamed) {
     other.Call("test.Server", "", ""); // the signal has come past
     sendTo(client, "own");
     client.SendSignal("news", {"news", "last", ""});
-    ASSERT_TRUE(received.Wait());
+    ASSERT_TRUE(last.Wait());
     EXPECT_EQ(subjects, "own last ");
 }
 
@@ -213,16 +219,7 @@ TEST_F(ServerSignal, GivesEachOfTwoSubscriptionsItsOwnSenders) {
 
 // The server's own name space is another one. Owners come, change and go.
 TEST_F(ServerSignal, ListensToASenderOfAnyName) {
-    Gate received;
-    std::string subjects;
-    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char* signal) {
-        if (signal != nullptr) {
-            subjects += message->subject + " ";
-        }
-        if (message->subject == "last") {
-            received.Open();
-        }
-    };
+    NoteSubjects();
     RawClient second;
     RawClient third;
     client.RequestName("else.Where");
@@ -241,7 +238,7 @@ TEST_F(ServerSignal, ListensToASenderOfAnyName) {
     send(third, "unique");
     send(client, "nobody's");
     send(second, "last");
-    ASSERT_TRUE(received.Wait());
+    ASSERT_TRUE(last.Wait());
     EXPECT_EQ(subjects, "first second unique last ");
 }
 

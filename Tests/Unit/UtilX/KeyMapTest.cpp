@@ -46,6 +46,24 @@ protected:
         ASSERT_EQ(window.Ungrab("Return"), 0);
     }
 
+    // "1" is held down where it is, and then is another key; there is `instead`. The second window
+    // tells when the grabs have followed.
+    void MoveTheNameOfAHeldKey(KeyWindow& window, KeyWindow& last,
+                               const std::string& instead) const {
+        ASSERT_EQ(window.Grab("1"), 0);
+        ASSERT_EQ(last.Grab("XF86Red"), 0);
+        m_server.Press(ONE);
+        EXPECT_EQ(window.Next(), (KeyMessage{ONE, DOWN}));
+        Change({"keycode 10 = " + instead, "keycode 93 = 1", "keycode 97 = XF86Red"});
+        TapUntilToldTo(last, 97);
+    }
+    void ExpectTheNameBackWhereItWas(KeyWindow& window, KeyWindow& last) const {
+        Change({"keycode 10 = 1", "keycode 93 = XF86Red"});
+        TapUntilToldTo(last, FREE);
+        m_server.Tap(ONE);
+        EXPECT_EQ(window.Next(2), Tapped(ONE));
+    }
+
     const VirtualDisplay m_server;
     const OtherClient m_other;
 };
@@ -132,38 +150,22 @@ TEST_F(KeyMap, AKeyThatAnotherClientHasGrabbedIsToldWhenTheMapBringsIt) {
 TEST_F(KeyMap, AHeldKeyThatHasNoNameAnyMoreIsNotToldOf) {
     KeyWindow window;
     KeyWindow last;
-    ASSERT_EQ(window.Grab("1"), 0);
-    ASSERT_EQ(last.Grab("XF86Red"), 0);
-    m_server.Press(ONE);
-    EXPECT_EQ(window.Next(), (KeyMessage{ONE, DOWN}));
-    Change({"keycode 10 = NoSymbol", "keycode 93 = 1", "keycode 97 = XF86Red"});
-    TapUntilToldTo(last, 97);
+    ASSERT_NO_FATAL_FAILURE(MoveTheNameOfAHeldKey(window, last, "NoSymbol"));
     m_server.Release(ONE);
     m_server.Tap(FREE);
     EXPECT_EQ(window.Next(2), Tapped(FREE));
     // Nor is it held any more, when it comes back.
-    Change({"keycode 10 = 1", "keycode 93 = XF86Red"});
-    TapUntilToldTo(last, FREE);
-    m_server.Tap(ONE);
-    EXPECT_EQ(window.Next(2), Tapped(ONE));
+    ExpectTheNameBackWhereItWas(window, last);
 }
 
 TEST_F(KeyMap, AHeldKeyIsToldAsReleasedWhereItsNameHasMoved) {
     KeyWindow window;
     KeyWindow last;
-    ASSERT_EQ(window.Grab("1"), 0);
-    ASSERT_EQ(last.Grab("XF86Red"), 0);
-    m_server.Press(ONE);
-    EXPECT_EQ(window.Next(), (KeyMessage{ONE, DOWN}));
-    Change({"keycode 10 = 9", "keycode 93 = 1", "keycode 97 = XF86Red"});
-    TapUntilToldTo(last, 97);
+    ASSERT_NO_FATAL_FAILURE(MoveTheNameOfAHeldKey(window, last, "9"));
     m_server.Release(ONE);
     EXPECT_EQ(window.Next(), (KeyMessage{ONE, UP}));
     m_server.Tap(FREE);
     EXPECT_EQ(window.Next(2), Tapped(FREE));
     // And where the name comes back, the next press is no repetition of that one.
-    Change({"keycode 10 = 1", "keycode 93 = XF86Red"});
-    TapUntilToldTo(last, FREE);
-    m_server.Tap(ONE);
-    EXPECT_EQ(window.Next(2), Tapped(ONE));
+    ExpectTheNameBackWhereItWas(window, last);
 }

@@ -47,10 +47,10 @@ std::string TakeWord(std::string& line) {
 // Null where it has gone meanwhile.
 Json::Value ReadDump(const fs::path& path) {
     std::ifstream file(path);
-    if (!file && !fs::exists(path)) {
-        return {};
-    }
     if (!file) {
+        if (!fs::exists(path)) {
+            return {};
+        }
         throw Failure(ExitStatus::FAILED, "cannot read " + path.string());
     }
     Json::Value dump;
@@ -120,9 +120,12 @@ ExitStatus Stacks(const std::string& folder, int last, bool json) {
     Json::Value all(Json::arrayValue);
     for (const fs::path& path : dumps) {
         Json::Value dump = ReadDump(path);
-        if (json && !dump.isNull()) {
+        if (dump.isNull()) {
+            continue;
+        }
+        if (json) {
             all.append(std::move(dump));
-        } else if (!dump.isNull()) {
+        } else {
             Print(dump);
         }
     }
