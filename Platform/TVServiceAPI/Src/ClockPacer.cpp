@@ -7,7 +7,8 @@ namespace {
 
 constexpr std::uint64_t TICKS_PER_SECOND = 27000000;
 constexpr std::uint64_t LARGEST_STEP = TICKS_PER_SECOND; // between two references; 0.1 s is allowed
-constexpr std::uint64_t LONGEST_SILENCE = 100000;        // packets: of another PID's clock then
+constexpr std::uint64_t LONGEST_SILENCE = LARGEST_STEP;  // by another PID's clock
+constexpr std::uint64_t MOST_PACKETS = 100000;           // in it, whatever that clock tells
 constexpr std::chrono::seconds FARTHEST_BEHIND(1);
 
 } // namespace
@@ -24,9 +25,10 @@ ClockPacer::DueAt(std::span<const std::uint8_t, PACKET_BYTES> bytes, Clock::time
         return std::nullopt;
     }
     const bool isOther = packet->pid != m_pid;
-    if (isOther && m_pid != NULL_PID && m_sinceReference < LONGEST_SILENCE) {
+    if (isOther && !TakesOver(*packet)) {
         return std::nullopt;
     }
+    m_otherPid = NULL_PID;
     const std::uint64_t pcr = *packet->pcr;
     const bool jumps = pcr < m_lastPcr || pcr - m_lastPcr > LARGEST_STEP || packet->discontinuity;
     m_sinceReference = 0;
@@ -45,6 +47,23 @@ ClockPacer::DueAt(std::span<const std::uint8_t, PACKET_BYTES> bytes, Clock::time
         m_firstTime = now;
     }
     return due > now ? std::optional(due) : std::nullopt;
+}
+
+bool ClockPacer::TakesOver(const TsPacket& other) {
+    if (m_pid == NULL_PID || m_sinceReference >= MOST_PACKETS) {
+        return true;
+    }
+    if (m_otherPid == NULL_PID) {
+        m_otherPid = other.pid;
+        m_otherPcr = *other.pcr;
+    }
+    if (m_otherPid != other.pid) {
+        return false;
+    }
+    if (*other.pcr < m_otherPcr || other.discontinuity) {
+        m_otherPcr = *other.pcr;
+    }
+    return *other.pcr - m_otherPcr > LONGEST_SILENCE;
 }
 
 } // namespace tvservice

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
 #include "Counters.h"
 #include "TsPacket.h"
 
@@ -24,11 +28,14 @@ public:
             return Step::None;
         }
         const bool isFirst = m_last < 0;
-        const bool isSame = m_last == packet.continuity;
+        // Sixteen packets further the counter is the same: a repetition has the same bytes too.
+        const bool isSame =
+            m_last == packet.continuity && std::ranges::equal(m_payload, packet.payload);
         const bool isNext = ((m_last + 1) & 0x0F) == packet.continuity;
         const bool isAnnounced = m_isAnnounced;
         m_isAnnounced = false;
         m_last = packet.continuity;
+        m_payload.assign(packet.payload.begin(), packet.payload.end());
         if (!isFirst && isSame && !isAnnounced && !m_isRepeated) {
             m_isRepeated = true;
             return Step::Repeated;
@@ -68,6 +75,7 @@ public:
 
 private:
     int m_last = -1;
+    std::vector<std::uint8_t> m_payload; // of the last packet that had one
     bool m_isRepeated = false;
     bool m_isAnnounced = false; // by discontinuity_indicator, since the last payload
 };

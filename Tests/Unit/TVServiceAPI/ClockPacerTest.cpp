@@ -79,7 +79,31 @@ TEST_F(ClockPacerTest, CatchesUpWithASecondAndNoMore) {
     EXPECT_EQ(Pcr(SECOND / 5, begin + 1100ms), std::nullopt) << "one second behind is caught up";
 }
 
-TEST_F(ClockPacerTest, FollowsOnePidUntilItIsSilentForLong) {
+TEST_F(ClockPacerTest, FollowsOnePidUntilItIsSilentForASecondOfAnother) {
+    Pcr(0, begin);
+    Pcr(700 * SECOND, begin, PID + 1);
+    Pcr(700 * SECOND + SECOND / 2, begin, PID + 1);
+    EXPECT_EQ(Pcr(SECOND / 2, begin), begin + 500ms) << "it was not silent";
+    Pcr(701 * SECOND, begin, PID + 1);
+    Pcr(702 * SECOND, begin, PID + 1);
+    EXPECT_EQ(Pcr(702 * SECOND + 1, begin, PID + 1), std::nullopt) << "it takes over here";
+    EXPECT_EQ(Pcr(702 * SECOND + 1 + 27'000, begin, PID + 1), begin + 1ms);
+    EXPECT_EQ(Pcr(SECOND / 2 + 27'000, begin), std::nullopt) << "and the first is the other now";
+    EXPECT_EQ(Pcr(702 * SECOND + 1 + 54'000, begin, PID + 1), begin + 2ms);
+}
+
+TEST_F(ClockPacerTest, CountsTheSilenceByOneClockOnly) {
+    Pcr(0, begin);
+    Pcr(700 * SECOND, begin, PID + 1);
+    Pcr(900 * SECOND, begin, PID + 2); // another program's, which says nothing of the first's
+    Pcr(600 * SECOND, begin, PID + 1); // back
+    Pcr(600 * SECOND + SECOND / 2, begin, PID + 1);
+    Pcr(650 * SECOND, begin, PID + 1, true); // a jump that the stream tells of
+    EXPECT_EQ(Pcr(651 * SECOND, begin, PID + 1), std::nullopt);
+    EXPECT_EQ(Pcr(27'000, begin), begin + 1ms) << "a second at most, and the first one holds";
+}
+
+TEST_F(ClockPacerTest, FollowsOnePidForManyPacketsAtMost) {
     Pcr(0, begin);
     EXPECT_EQ(Pcr(700 * SECOND, begin, PID + 1), std::nullopt);
     EXPECT_EQ(Pcr(27'000, begin), begin + 1ms) << "the other one hasn't changed anything";

@@ -11,11 +11,12 @@ using Step = tvservice::Continuity::Step;
 
 class ContinuityTest : public testing::Test {
 protected:
-    Step Follow(std::uint8_t number, bool discontinuity = false) {
+    Step Follow(std::uint8_t number, bool discontinuity = false, std::uint8_t content = 1) {
+        const std::vector<std::uint8_t> payload(184, content);
         tvservice::TsPacket packet;
         packet.continuity = number;
         packet.discontinuity = discontinuity;
-        packet.payload = m_payload;
+        packet.payload = payload;
         return continuity.Follow(packet);
     }
     Step FollowWithoutPayload(std::uint8_t number, bool discontinuity) {
@@ -26,9 +27,6 @@ protected:
     }
 
     Continuity continuity;
-
-private:
-    const std::vector<std::uint8_t> m_payload{1};
 };
 
 TEST_F(ContinuityTest, BeginsWithAnyNumberAndGoesOnOverTheWrap) {
@@ -56,6 +54,13 @@ TEST_F(ContinuityTest, TakesAThirdOneForSomethingElse) {
     Follow(3);
     EXPECT_EQ(Follow(3), Step::Repeated);
     EXPECT_EQ(Follow(3), Step::Gap) << "a packet is sent twice at most";
+}
+
+TEST_F(ContinuityTest, TakesOtherBytesWithTheSameNumberForFifteenMissingPackets) {
+    Follow(3, false, 1);
+    EXPECT_EQ(Follow(3, false, 2), Step::Gap);
+    EXPECT_EQ(Follow(3, false, 2), Step::Repeated) << "and that one may come twice";
+    EXPECT_EQ(Follow(4, false, 2), Step::Next);
 }
 
 TEST_F(ContinuityTest, TakesAnyNumberWhereTheStreamSaysSo) {
