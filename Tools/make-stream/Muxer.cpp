@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "StreamClock.h"
+
 namespace streammaker {
 
 namespace {
@@ -48,13 +50,14 @@ void Muxer::Run(const Sink& sink) {
 }
 
 StreamTime Muxer::TimeOf(std::uint64_t slot) const {
-    return StreamTime(
-        static_cast<std::int64_t>(slot * PACKET_BITS * 1'000'000 / m_settings.muxRate));
+    return StreamTime(static_cast<std::int64_t>(
+        TicksOf(slot * PACKET_BITS, m_settings.muxRate, StreamTime::period::den)));
 }
 
 std::uint64_t Muxer::PcrOf(std::uint64_t slot) const {
     const std::uint64_t bits = slot * PACKET_BITS + BITS_TO_PCR;
-    return (m_settings.clockStart * 300 + bits * CLOCK_RATE / m_settings.muxRate) % CLOCK_RANGE;
+    return (m_settings.clockStart * 300 + TicksOf(bits, m_settings.muxRate, CLOCK_RATE)) %
+           CLOCK_RANGE;
 }
 
 void Muxer::ApplyChanges(StreamTime now) {

@@ -8,6 +8,7 @@
 
 #include "Muxer.h"
 #include "PesBuilder.h"
+#include "StreamClock.h"
 
 namespace streammaker {
 
@@ -28,8 +29,8 @@ void CheckTime(StreamTime time) {
 StreamMaker::StreamMaker(Multiplex multiplex, const StreamSettings& settings)
     : m_multiplex(std::move(multiplex)), m_settings(settings) {
     Check(m_multiplex);
-    if (settings.muxRate == 0) {
-        throw std::invalid_argument("a stream needs a rate");
+    if (settings.muxRate == 0 || settings.muxRate > HIGHEST_RATE) {
+        throw std::invalid_argument("a stream needs a rate, of 100 Gbit/s at most");
     }
 }
 

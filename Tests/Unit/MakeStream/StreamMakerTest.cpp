@@ -13,6 +13,7 @@
 #include "PacketReader.h"
 #include "PesBuilder.h"
 #include "SectionBuilder.h"
+#include "StreamClock.h"
 #include "StreamMaker.h"
 #include "Television.h"
 
@@ -219,6 +220,23 @@ TEST(StreamMaker, ThrowsWhenTheStreamFails) {
     std::ostringstream stream;
     stream.setstate(std::ios::badbit);
     EXPECT_THROW(StreamMaker(TwoServices()).Write(stream, 1s), std::runtime_error);
+}
+
+TEST(StreamMaker, CountsTheClockOfAStreamThatIsDaysLong) {
+    constexpr std::uint64_t RATE = 100'000'000;
+    constexpr std::uint64_t DAYS = 30 * 86'400;
+    EXPECT_EQ(TicksOf(DAYS * RATE, RATE, CLOCK), DAYS * CLOCK);
+    EXPECT_EQ(TicksOf(DAYS * RATE + 50, RATE, CLOCK), DAYS * CLOCK + 13) << "rounded down";
+    EXPECT_EQ(TicksOf(HIGHEST_RATE - 1, HIGHEST_RATE, CLOCK), CLOCK - 1);
+    EXPECT_EQ(TicksOf(10, 3, 1), 3U);
+}
+
+TEST(StreamMaker, RefusesARateThatIsTooHighToCount) {
+    StreamSettings settings;
+    settings.muxRate = HIGHEST_RATE;
+    EXPECT_NO_THROW(StreamMaker(TwoServices(), settings));
+    ++settings.muxRate;
+    EXPECT_THROW(StreamMaker(TwoServices(), settings), std::invalid_argument);
 }
 
 TEST(StreamMaker, RefusesARateThatIsTooLow) {
