@@ -21,7 +21,7 @@ struct Dump {
     std::string name;
     std::chrono::system_clock::time_point time;
     std::vector<ThreadLines> threads; ///< in the order in which they began
-    std::size_t size = 0;             ///< bytes of all lines
+    std::size_t size = 0;             ///< bytes that the lines count
     std::size_t dropped = 0;          ///< lines for which there was no room
 };
 

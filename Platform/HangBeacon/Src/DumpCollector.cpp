@@ -21,10 +21,13 @@ DumpCollector::Dumps::iterator DumpCollector::DumpFor(const Dump& process, pid_t
 std::uint64_t DumpCollector::Open(const Dump& process, const ThreadLines& thread,
                                   Clock::time_point now) {
     auto dump = DumpFor(process, thread.thread);
+    if (dump != m_dumps.end() && dump->dump.threads.size() == MOST_THREADS) {
+        HandOver(dump);
+        dump = m_dumps.end();
+    }
     if (dump == m_dumps.end()) {
         if (m_dumps.size() == MOST_DUMPS) {
-            m_finished(m_dumps.front().dump);
-            Forget(m_dumps.begin());
+            HandOver(m_dumps.begin());
         }
         dump = m_dumps.insert(m_dumps.end(), {process, now});
     }
@@ -42,11 +45,12 @@ void DumpCollector::Add(std::uint64_t opening, std::string_view line, Clock::tim
     }
     Unfinished& entry = *found->second.dump;
     entry.last = now;
-    if (entry.dump.size + line.size() > LARGEST_DUMP) {
+    const std::size_t size = LINE_COST + line.size();
+    if (entry.dump.size + size > LARGEST_DUMP) {
         ++entry.dump.dropped;
         return;
     }
-    entry.dump.size += line.size();
+    entry.dump.size += size;
     entry.dump.threads[found->second.thread].lines.emplace_back(line);
 }
 
@@ -58,8 +62,7 @@ void DumpCollector::Tick(Clock::time_point now) {
     for (auto dump = m_dumps.begin(); dump != m_dumps.end();) {
         const auto next = std::next(dump);
         if (now - dump->last >= QUIET) {
-            m_finished(dump->dump);
-            Forget(dump);
+            HandOver(dump);
         }
         dump = next;
     }
@@ -77,7 +80,8 @@ std::optional<DumpCollector::Clock::time_point> DumpCollector::Deadline() const 
     return deadline;
 }
 
-void DumpCollector::Forget(Dumps::iterator dump) {
+void DumpCollector::HandOver(Dumps::iterator dump) {
+    m_finished(dump->dump);
     std::erase_if(m_openings, [dump](const auto& entry) { return entry.second.dump == dump; });
     m_dumps.erase(dump);
 }

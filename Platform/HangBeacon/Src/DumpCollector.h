@@ -25,7 +25,9 @@ public:
 
     static constexpr std::chrono::milliseconds QUIET{300};
     static constexpr std::size_t MOST_DUMPS = 256;           ///< unfinished ones, of all processes
+    static constexpr std::size_t MOST_THREADS = 4096;        ///< of a dump; another one begins then
     static constexpr std::size_t LARGEST_DUMP = 1024 * 1024; ///< bytes of its lines
+    static constexpr std::size_t LINE_COST = 32;             ///< bytes that an empty line counts
 
     explicit DumpCollector(std::function<void(const Dump&)> finished);
 
@@ -54,7 +56,7 @@ private:
     };
 
     Dumps::iterator DumpFor(const Dump& process, pid_t thread);
-    void Forget(Dumps::iterator dump);
+    void HandOver(Dumps::iterator dump);
 
     const std::function<void(const Dump&)> m_finished;
     Dumps m_dumps;

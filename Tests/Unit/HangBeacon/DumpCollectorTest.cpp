@@ -91,7 +91,7 @@ TEST_F(DumpCollectorTest, FinishesTheOldestWhereProcessesAreTooMany) {
 
 TEST_F(DumpCollectorTest, CountsTheLinesForWhichADumpHasNoRoom) {
     const std::uint64_t opening = Open(10, 11);
-    const std::string line(DumpCollector::LARGEST_DUMP - 1, 'x');
+    const std::string line(DumpCollector::LARGEST_DUMP - 2 * DumpCollector::LINE_COST - 1, 'x');
     Add(opening, line);
     Add(opening, "12");
     Add(opening, "3"); // fits
@@ -100,6 +100,32 @@ TEST_F(DumpCollectorTest, CountsTheLinesForWhichADumpHasNoRoom) {
     ASSERT_THAT(finished, SizeIs(1));
     EXPECT_THAT(finished[0].threads[0].lines, ElementsAre(line, "3"));
     EXPECT_EQ(finished[0].dropped, 2U);
+}
+
+TEST_F(DumpCollectorTest, CountsEmptyLinesToo) {
+    const std::uint64_t opening = Open(10, 11);
+    constexpr std::size_t ROOM = DumpCollector::LARGEST_DUMP / DumpCollector::LINE_COST;
+    for (std::size_t line = 0; line < ROOM + 5; ++line) {
+        Add(opening, "");
+    }
+    collector.Finish();
+    ASSERT_THAT(finished, SizeIs(1));
+    EXPECT_THAT(finished[0].threads[0].lines, SizeIs(ROOM));
+    EXPECT_EQ(finished[0].dropped, 5U);
+}
+
+TEST_F(DumpCollectorTest, BeginsAnotherDumpWhereThreadsAreTooMany) {
+    for (std::size_t thread = 0; thread < DumpCollector::MOST_THREADS; ++thread) {
+        Open(10, static_cast<pid_t>(100 + thread));
+    }
+    EXPECT_THAT(finished, IsEmpty());
+    Add(Open(10, 99), "the next one's");
+    ASSERT_THAT(finished, SizeIs(1));
+    EXPECT_THAT(finished[0].threads, SizeIs(DumpCollector::MOST_THREADS));
+    collector.Finish();
+    ASSERT_THAT(finished, SizeIs(2));
+    ASSERT_THAT(finished[1].threads, SizeIs(1));
+    EXPECT_THAT(finished[1].threads[0].lines, ElementsAre("the next one's"));
 }
 
 } // namespace
