@@ -137,6 +137,13 @@ void ProgramGuide::SetEvent(EProgramChangeType type, const Program& program, TSP
     }
 }
 
+// Whether the schedule of which the section is doesn't have the other table: one of the sixteen of
+// the section's kind, behind the last that it tells of.
+bool ProgramGuide::IsBehindLastTable(std::uint8_t tableId, const EitSection& eit) {
+    return tableId >> 4 == eit.tableId >> 4 && eit.lastTableId >= eit.tableId &&
+           tableId > eit.lastTableId;
+}
+
 // Returns false where the program has too many events already, or the table no such section.
 bool ProgramGuide::SetSchedule(Program& program, const EitSection& eit) {
     if (eit.number > eit.lastNumber) {
@@ -148,9 +155,10 @@ bool ProgramGuide::SetSchedule(Program& program, const EitSection& eit) {
         return false;
     }
     program.scheduled = others + eit.events.size();
-    std::erase_if(program.schedule, [&](const auto& entry) { // what the table has no more
+    std::erase_if(program.schedule, [&](const auto& entry) { // what the schedule has no more
         const auto& [key, gone] = entry;
-        const bool isBehind = key.first == eit.tableId && key.second > eit.lastNumber;
+        const bool isBehind = key.first == eit.tableId ? key.second > eit.lastNumber
+                                                       : IsBehindLastTable(key.first, eit);
         if (isBehind) {
             program.scheduled -= gone.size();
             program.fingerprints.erase(key);

@@ -54,6 +54,7 @@ private:
     static TCProgramData With(const Program& program, const TSProgramEvent& event);
     void SetEvent(EProgramChangeType type, const Program& program, TSProgramEvent& event,
                   const EitSection& eit);
+    static bool IsBehindLastTable(std::uint8_t tableId, const EitSection& eit);
     bool SetSchedule(Program& program, const EitSection& eit);
 
     const Notice m_notice;

@@ -251,7 +251,8 @@ std::optional<EitSection> DecodeEit(const Section& section) {
     result.lastNumber = section.LastNumber();
     result.transportStreamId = reader.Word();
     result.originalNetworkId = reader.Word();
-    reader.Take(2); // which sections and tables there are
+    reader.Take(1); // segment_last_section_number
+    result.lastTableId = reader.Byte();
     if (reader.IsShort()) {
         return std::nullopt;
     }

@@ -67,7 +67,8 @@ struct EitSection {
     std::uint16_t originalNetworkId = 0;
     std::uint8_t number = 0;
     std::vector<TSProgramEvent> events;
-    std::uint8_t lastNumber = 0; ///< of the table's sections
+    std::uint8_t lastNumber = 0;  ///< of the table's sections
+    std::uint8_t lastTableId = 0; ///< that the schedule has; of its own in other tables
 };
 std::optional<EitSection> DecodeEit(const Section& section);
 

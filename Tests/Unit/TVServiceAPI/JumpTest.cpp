@@ -285,6 +285,35 @@ TEST_F(TableJumpTest, ASectionThatTheScheduleHasNoMoreTakesItsEventsAlong) {
     EXPECT_EQ(list[0].event.event_id, 3);
 }
 
+TEST_F(TableJumpTest, ATableThatTheScheduleHasNoMoreTakesItsEventsAlong) {
+    Push(0, PatSections(multiplex));
+    const auto section = [](std::uint8_t version, std::uint8_t table, std::uint8_t lastTable,
+                            std::uint8_t event) {
+        streammaker::SectionBuilder builder;
+        builder.tableId = table;
+        builder.extension = 1;
+        builder.version = version;
+        builder.payload = {0,    1,    0,    1, 0, lastTable, 0, event, 0xC0,
+                           0x79, 0x12, 0x45, 0, 0, 1,         0, 0,     0};
+        return builder.Build();
+    };
+    const auto events = [this] {
+        std::vector<int> ids;
+        for (const TCProgramData& data : guide.Schedule(0, 0, 2'000'000'000)) {
+            ids.push_back(data.event.event_id);
+        }
+        return ids;
+    };
+    Push(0x12, {section(0, 0x50, 0x52, 1), section(0, 0x51, 0x52, 2), section(0, 0x52, 0x52, 3)});
+    EXPECT_THAT(events(), ElementsAre(1, 2, 3));
+    Push(0x12, {section(1, 0x51, 0x50, 4)}); // which says that it isn't there itself
+    EXPECT_THAT(events(), ElementsAre(1, 4, 3));
+    Push(0x12, {section(1, 0x50, 0x51, 5)});
+    EXPECT_THAT(events(), ElementsAre(5, 4));
+    Push(0x12, {section(0, 0x52, 0x52, 3)}); // it comes back as it was
+    EXPECT_THAT(events(), ElementsAre(5, 4, 3));
+}
+
 TEST_F(TableJumpTest, AProgramThatIsListedTwiceHasTheFirstPid) {
     streammaker::SectionBuilder builder;
     builder.extension = 1;

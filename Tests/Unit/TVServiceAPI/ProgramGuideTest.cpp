@@ -61,7 +61,7 @@ protected:
                 std::uint16_t service = 5, std::uint16_t stream = 1) {
         const streammaker::Bytes bytes = SectionOf(table, number, events, service);
         if (guide.Wants(Section(bytes))) {
-            guide.SetEit(Section(bytes), {table, service, stream, 2, number, events, 255});
+            guide.SetEit(Section(bytes), {table, service, stream, 2, number, events, 255, 0xFF});
         }
     }
     static streammaker::Bytes SectionOf(std::uint8_t table, std::uint8_t number,

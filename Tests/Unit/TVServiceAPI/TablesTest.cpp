@@ -175,6 +175,7 @@ TEST(Tables, HaveTheEventsOfAnEitSection) {
     EXPECT_EQ(eit->transportStreamId, 0x11);
     EXPECT_EQ(eit->originalNetworkId, 0x22);
     EXPECT_EQ(eit->number, 0);
+    EXPECT_EQ(eit->lastTableId, 0x4E);
     ASSERT_EQ(eit->events.size(), 2U);
     const TSProgramEvent& event = eit->events[0];
     EXPECT_TRUE(event.known);
