@@ -11,10 +11,12 @@
 #include <utility>
 
 #include "BeaconLog.h"
+#include "Printable.h"
 
 namespace hang_beacon {
 
 namespace fs = std::filesystem;
+using marrow::base::Printable;
 
 namespace {
 
@@ -35,21 +37,14 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
     return text.data();
 }
 
-// One line, whatever a process calls itself or writes.
-std::string OneLine(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
-    return text;
-}
-
+// Each text is one line, whatever a process calls itself or writes.
 void Write(std::ostream& file, const Dump& dump) {
-    file << "process " << dump.process << ' ' << OneLine(dump.name) << '\n'
+    file << "process " << dump.process << ' ' << Printable(dump.name) << '\n'
          << "time " << TimeText(dump.time) << '\n';
     for (const ThreadLines& thread : dump.threads) {
-        file << "thread " << thread.thread << ' ' << OneLine(thread.name) << '\n';
+        file << "thread " << thread.thread << ' ' << Printable(thread.name) << '\n';
         for (const std::string& line : thread.lines) {
-            file << OneLine(line) << '\n';
+            file << Printable(line) << '\n';
         }
     }
     if (dump.dropped > 0) {

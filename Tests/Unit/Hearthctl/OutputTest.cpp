@@ -15,4 +15,11 @@ TEST(Output, WritesUtf8WhateverIsInAText) {
     EXPECT_EQ(IndentedJson("\xFF"), "\"\xEF\xBF\xBD\"");
 }
 
+TEST(Output, EscapesWhatATerminalTakesForCommands) {
+    Json::Value value;
+    value["\xC2\x9B"] = "\x1B[2J\xC2\x80\xC2\xA0\xC2\x9F";
+    EXPECT_EQ(CompactJson(value), "{\"\\u009b\":\"\\u001b[2J\\u0080\xC2\xA0\\u009f\"}");
+    EXPECT_EQ(IndentedJson("\xC2\x90"), "\"\\u0090\"");
+}
+
 } // namespace

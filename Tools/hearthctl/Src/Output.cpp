@@ -17,6 +17,27 @@ namespace hearthctl {
 
 namespace {
 
+// U+0080 to U+009F, which JSON allows in a string as they are, and by which some terminals take
+// commands (ISO/IEC 6429, 5.3). The others are escaped already.
+std::string WithEscapedControls(std::string_view json) {
+    std::string escaped;
+    escaped.reserve(json.size());
+    while (!json.empty()) {
+        const std::string_view two = json.substr(0, 2);
+        if (two >= "\xC2\x80" && two <= "\xC2\x9F") {
+            std::array<char, 8> number{};
+            std::snprintf(number.data(), number.size(), "\\u%04x",
+                          static_cast<unsigned>(static_cast<unsigned char>(two[1])));
+            escaped += number.data();
+            json.remove_prefix(2);
+        } else {
+            escaped += json.front();
+            json.remove_prefix(1);
+        }
+    }
+    return escaped;
+}
+
 std::string WriteJson(const Json::Value& value, const char* indentation) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = indentation;
@@ -25,7 +46,7 @@ std::string WriteJson(const Json::Value& value, const char* indentation) {
     // Names in files and logs may be any bytes, and stacks are cut after 255 of them.
     const std::unique_ptr<char, decltype(&g_free)> valid(
         g_utf8_make_valid(written.data(), static_cast<gssize>(written.size())), g_free);
-    return valid.get();
+    return WithEscapedControls(valid.get());
 }
 
 // Columns on the screen, one for each code point.
@@ -63,13 +84,6 @@ std::string TimeOfDay() {
     std::snprintf(text.data(), text.size(), "%s.%03d%s", date.data(),
                   static_cast<int>(milliseconds % 1000), zone.data());
     return text.data();
-}
-
-std::string Printable(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
-    return text;
 }
 
 std::vector<std::string> Lines(std::string_view text) {

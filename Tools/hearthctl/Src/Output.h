@@ -8,6 +8,8 @@
 
 #include <json/value.h>
 
+#include "Printable.h"
+
 namespace hearthctl {
 
 /// Whether the descriptor is a terminal: a person reads along there.
@@ -21,9 +23,7 @@ std::string IndentedJson(const Json::Value& value);
 /// The time of day here, with milliseconds and the offset from UTC (ISO 8601).
 std::string TimeOfDay();
 
-/// `text` with control characters as "?", so that what a peer sends stays on its line and leaves
-/// the terminal alone.
-std::string Printable(std::string text);
+using marrow::base::Printable;
 
 /// The lines of a text, without their newlines.
 std::vector<std::string> Lines(std::string_view text);
