@@ -16,6 +16,7 @@ namespace tvservice {
 namespace {
 
 constexpr std::chrono::seconds RETRY(1);
+constexpr std::chrono::milliseconds SHORTEST_ROUND(100); // of a file that is played again
 
 } // namespace
 
@@ -28,6 +29,7 @@ void StreamReader::SetSource(const SourceSettings& settings) {
     m_lastError.clear();
     m_sync = PacketSync();
     m_pacer.Reset();
+    m_round = {};
     m_early = nullptr;
     m_isAtEnd = false;
     m_isEmpty = true;
@@ -97,6 +99,10 @@ StreamReader::Next StreamReader::Fill(Clock::time_point limit) {
     if (!m_source && !m_settings.address.empty() && now >= m_retry) {
         Open(now);
     }
+    if (now < m_round) {
+        Wait(-1, std::min(limit, m_round));
+        return {};
+    }
     if (!m_source || m_isAtEnd) {
         const bool mayOpen = !m_source && !m_settings.address.empty();
         Wait(-1, mayOpen ? std::min(limit, m_retry) : limit);
@@ -125,14 +131,23 @@ StreamReader::Next StreamReader::Fill(Clock::time_point limit) {
         TellError(error.what());
         m_source.reset();
         m_retry = now + RETRY;
-        m_sync.Clear();
-        m_pacer.Reset();
+        Forget();
         return {Next::What::Break, nullptr, false};
     }
+    Forget();
+    if (m_isEmpty) {
+        TVSERVICE_LOG(DLOG_WARN, "no transport packet is in %s", m_settings.address.c_str());
+    }
+    m_isAtEnd = !m_settings.loop || std::exchange(m_isEmpty, true) || !m_source->Rewind();
+    // A few packets that no clock holds back would come as fast as they can be read.
+    m_round = std::max(now, m_round + SHORTEST_ROUND);
+    return {Next::What::End, nullptr, !m_isAtEnd};
+}
+
+// What follows continues nothing.
+void StreamReader::Forget() {
     m_sync.Clear();
     m_pacer.Reset();
-    m_isAtEnd = !m_settings.loop || std::exchange(m_isEmpty, true) || !m_source->Rewind();
-    return {Next::What::End, nullptr, !m_isAtEnd};
 }
 
 } // namespace tvservice

@@ -58,6 +58,7 @@ private:
     void TellError(const std::string& error);
     Next ReadSlowly(Clock::time_point limit);
     Next Fill(Clock::time_point limit);
+    void Forget();
     void Wait(int descriptor, Clock::time_point limit);
 
     const std::shared_ptr<WakeEvent> m_wake;
@@ -66,6 +67,7 @@ private:
     Clock::time_point m_retry{};
     std::string m_lastError; // the source's, until it brings something
     PacketSync m_sync;
+    Clock::time_point m_round{}; // when a file may be begun again, or has been
     bool m_isPaced = false;
     ClockPacer m_pacer;
     const std::uint8_t* m_early = nullptr; // a packet that isn't due yet

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "UdpSource.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
@@ -74,18 +75,24 @@ bool Join(int socket, const addrinfo& address) {
     return setsockopt(socket, level, MCAST_JOIN_GROUP, &request, sizeof(request)) == 0;
 }
 
-// How many bytes of a datagram stand ahead of its packets.
-std::size_t RtpHeaderOf(Bytes datagram) {
+// What of a datagram are its packets: all of it, or the payload of RTP (RFC 3550, 5.1 and 5.3.1).
+Bytes PacketsOf(Bytes datagram) {
     if (datagram.size() < RTP_HEADER_BYTES || datagram[0] == SYNC_BYTE ||
         (datagram[0] & 0xC0) != 0x80) {
-        return 0;
+        return datagram;
     }
     std::size_t size = RTP_HEADER_BYTES + (datagram[0] & 0x0FU) * 4;
     const bool hasExtension = (datagram[0] & 0x10) != 0;
     if (hasExtension && datagram.size() >= size + 4) {
         size += 4 + (static_cast<std::size_t>(datagram[size + 2]) << 8 | datagram[size + 3]) * 4;
     }
-    return std::min(size, datagram.size());
+    Bytes payload = datagram.subspan(std::min(size, datagram.size()));
+    const bool hasPadding = (datagram[0] & 0x20) != 0;
+    if (hasPadding && !payload.empty()) { // its last byte tells how long it is
+        payload =
+            payload.first(payload.size() - std::min<std::size_t>(payload.back(), payload.size()));
+    }
+    return payload;
 }
 
 } // namespace
@@ -121,10 +128,9 @@ Source::Result UdpSource::Read(std::span<std::uint8_t> room) {
         }
         throw std::system_error(errno, std::generic_category(), "receiving the stream");
     }
-    const auto size = static_cast<std::size_t>(received);
-    const std::size_t header = RtpHeaderOf(room.first(size));
-    std::memmove(room.data(), room.data() + header, size - header);
-    return {size > header ? Outcome::Data : Outcome::Nothing, size - header};
+    const Bytes packets = PacketsOf(room.first(static_cast<std::size_t>(received)));
+    std::memmove(room.data(), packets.data(), packets.size());
+    return {packets.empty() ? Outcome::Nothing : Outcome::Data, packets.size()};
 }
 
 } // namespace tvservice

@@ -5,12 +5,15 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <termios.h>
 #include <unistd.h>
 #include <vector>
 
+#include "Dlog.h"
 #include "FileDescriptor.h"
+#include "LogCapture.h"
 #include "StreamReader.h"
 #include "TemporaryFolder.h"
 #include "WaitUntil.h"
@@ -93,6 +96,49 @@ TEST_F(StreamReaderTest, BreaksOffWhereItsSourceFailsAndBeginsAnewWithTheNext) {
     for (std::size_t i = 0; i < PACKETS; ++i) {
         ASSERT_TRUE(ReadTo(What::Packet));
         EXPECT_EQ(Bytes(next.packet + 1, next.packet + PACKET_BYTES), Bytes(PACKET_BYTES - 1, 2));
+    }
+}
+
+class StreamReaderOfAFile : public StreamReaderTest {
+protected:
+    void Play(const Bytes& bytes) {
+        std::ofstream(address, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
+        tvservice::SourceSettings settings;
+        settings.address = address;
+        settings.pace = tvservice::SourceSettings::Pace::Fast;
+        settings.loop = true;
+        reader.SetSource(settings);
+    }
+};
+
+TEST_F(StreamReaderOfAFile, DoesntRaceThroughOneThatHasFewPackets) {
+    Play(Stream(1));
+    ASSERT_TRUE(ReadTo(What::End));
+    const auto begin = StreamReader::Clock::now();
+    constexpr int ROUNDS = 4;
+    for (int round = 0; round < ROUNDS; ++round) {
+        EXPECT_TRUE(next.again);
+        std::size_t packets = 0;
+        ASSERT_TRUE(WaitUntil([&] {
+            next = reader.Read(StreamReader::Clock::now() + std::chrono::seconds(1));
+            packets += next.what == What::Packet ? 1 : 0;
+            return next.what == What::End;
+        }));
+        EXPECT_EQ(packets, PACKETS);
+    }
+    // The first of them may begin at once.
+    EXPECT_GE(StreamReader::Clock::now() - begin, (ROUNDS - 1) * std::chrono::milliseconds(100));
+}
+
+TEST_F(StreamReaderOfAFile, StaysAtTheEndOfOneThatHasNoPacketAndSaysSo) {
+    for (const Bytes& bytes : {Bytes(), Bytes(10000, 'x')}) {
+        LogCapture::Clear();
+        Play(bytes);
+        ASSERT_TRUE(ReadTo(What::End));
+        EXPECT_FALSE(next.again);
+        EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, "no transport packet is in " + address));
     }
 }
 
