@@ -121,7 +121,11 @@ void Daemon::SetLauncher(const std::vector<std::string>& words) {
 
 void Daemon::Start(const std::vector<std::string>& arguments) {
     const std::string program = std::string(APP) + "/bin/hearthd";
-    std::vector<std::string> command = m_launcher;
+    std::vector<std::string> command{"env"};
+    for (const auto& [name, value] : m_environment) {
+        command.push_back(name + "=" + value);
+    }
+    command.insert(command.end(), m_launcher.begin(), m_launcher.end());
     command.insert(command.end(), {HEARTHD_PRIVATE_VIEW, m_folder});
     const std::vector<std::string> tool = ValgrindCommand(Reports());
     command.insert(command.end(), tool.begin(), tool.end());
@@ -133,16 +137,15 @@ void Daemon::Start(const std::vector<std::string>& arguments) {
     }
     pointers.push_back(nullptr);
     m_status.reset();
-    m_pid = fork();
+    const std::string logPath = m_folder + "/log";
+    const std::string outputPath = m_folder + "/output";
+    m_pid = fork(); // the child allocates nothing: another thread may have the allocator's lock
     if (m_pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGTERM);
-        const int log = open((m_folder + "/log").c_str(), O_WRONLY | O_APPEND);
-        const int output = open((m_folder + "/output").c_str(), O_WRONLY | O_APPEND);
+        const int log = open(logPath.c_str(), O_WRONLY | O_APPEND);
+        const int output = open(outputPath.c_str(), O_WRONLY | O_APPEND);
         dup2(output, STDOUT_FILENO);
         dup2(log, STDERR_FILENO);
-        for (const auto& [name, value] : m_environment) {
-            setenv(name.c_str(), value.c_str(), 1);
-        }
         execvp(pointers[0], pointers.data());
         _exit(127);
     }

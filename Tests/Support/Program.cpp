@@ -19,8 +19,8 @@
 
 namespace {
 
-void Redirect(const std::string& path, int flags, int descriptor) {
-    const int file = open(path.c_str(), flags, 0600);
+void Redirect(const char* path, int flags, int descriptor) {
+    const int file = open(path, flags, 0600);
     dup2(file, descriptor);
     close(file);
 }
@@ -41,13 +41,17 @@ Program::Program(const std::vector<std::string>& words, At at, const std::string
     pointers.push_back(nullptr);
 
     const winsize size{24, 80, 0, 0};
+    const std::string in = m_folder + "/in";
+    const std::string out = m_folder + "/out";
+    const std::string err = m_folder + "/err";
+    // The child allocates nothing: another thread may have the allocator's lock.
     m_pid = at == At::TERMINAL ? forkpty(&m_terminal, nullptr, nullptr, &size) : fork();
     if (m_pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGTERM);
         if (at == At::FILES) {
-            Redirect(m_folder + "/in", O_RDONLY, STDIN_FILENO);
-            Redirect(m_folder + "/out", O_WRONLY | O_CREAT, STDOUT_FILENO);
-            Redirect(m_folder + "/err", O_WRONLY | O_CREAT, STDERR_FILENO);
+            Redirect(in.c_str(), O_RDONLY, STDIN_FILENO);
+            Redirect(out.c_str(), O_WRONLY | O_CREAT, STDOUT_FILENO);
+            Redirect(err.c_str(), O_WRONLY | O_CREAT, STDERR_FILENO);
         }
         execvp(pointers[0], pointers.data());
         _exit(127);
