@@ -142,6 +142,11 @@ bool Decode(std::string_view text, Root root, Json::Value& value, std::string& e
     if (ReadFast(text, root, value)) {
         return true;
     }
+    std::string copy;
+    if (text.ends_with('\r')) { // behind which the library looks for a line feed, even at the end
+        copy = text;
+        text = copy;
+    }
     Json::Value decoded;
     std::string problem;
     try {

@@ -55,6 +55,14 @@ TEST(JsonCodec, TakesAnyValueInAReply) {
     }
 }
 
+TEST(JsonCodec, LooksAtNothingBehindTheText) {
+    const std::string_view more = "[1\r\n";
+    Json::Value value;
+    std::string error;
+    EXPECT_FALSE(Decode(more.substr(0, 3), Root::ANY, value, error));
+    EXPECT_NE(error.find("Line 2, Column 1"), std::string::npos) << error;
+}
+
 TEST(JsonCodec, ReadsDownToTheLimitAndNoDeeper) {
     Json::Value value;
     std::string error;
