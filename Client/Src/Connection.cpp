@@ -83,10 +83,17 @@ void Connection::Leave() noexcept {
         std::terminate();
     }
     Process& process = Process::Get();
-    const MutexLock lock(process.mutex);
-    if (--process.clients == 0) {
-        process.connection->Close();
-        process.connection.reset();
+    Listenings ceased;
+    {
+        const MutexLock lock(process.mutex);
+        if (--process.clients == 0) {
+            ceased = process.connection->Close();
+            process.connection.reset();
+        }
+    }
+    // What a listener holds may do anything when it goes: not under the lock.
+    for (const std::shared_ptr<Listening>& listening : ceased) {
+        listening->DropIfEnded();
     }
 }
 
@@ -104,22 +111,23 @@ void Connection::Open() {
     }
 }
 
-void Connection::Close() {
+Connection::Listenings Connection::Close() {
     m_closed = true;
+    Listenings listenings;
     {
         const MutexLock lock(m_mutex);
-        for (const auto& [signal, listenings] : m_listenings) {
-            for (const std::shared_ptr<Listening>& listening : listenings) {
-                listening->Cease();
-            }
+        listenings = m_listeningsToAll;
+        for (const auto& [signal, some] : m_listenings) {
+            listenings.insert(listenings.end(), some.begin(), some.end());
         }
-        for (const std::shared_ptr<Listening>& listening : m_listeningsToAll) {
-            listening->Cease();
-        }
+    }
+    for (const std::shared_ptr<Listening>& listening : listenings) {
+        listening->Cease();
     }
     m_endpoint.CloseDBusServer(); // which ends the calls
     m_callThreads.End();
     m_task.Destroy();
+    return listenings;
 }
 
 Json::Value Connection::Ask(const std::string& endpoint, const TCMessage& message,

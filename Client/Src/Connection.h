@@ -60,7 +60,7 @@ private:
     };
 
     void Open();
-    void Close();
+    Listenings Close(); ///< returns what had been listening
     Json::Value AskAndWait(const std::string& endpoint, const Quill::TCMessage& message);
     Failure FailureOfCall(int error, const std::string& endpoint,
                           std::chrono::steady_clock::duration waited) const;

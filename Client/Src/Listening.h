@@ -28,6 +28,8 @@ public:
 
     /// No call begins any more. A running one isn't waited for.
     void Cease();
+    /// Destroys the listener of one that has ceased and doesn't run.
+    void DropIfEnded();
 
     /// See Subscription.
     void End();
@@ -35,7 +37,6 @@ public:
 private:
     bool Enter();
     void Leave();
-    void DropIfEnded();
 
     const std::weak_ptr<Connection> m_connection;
     const std::string m_signal;

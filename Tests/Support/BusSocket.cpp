@@ -105,6 +105,15 @@ std::string BusSocket::Call(const std::string& destination, const std::string& s
     return MethodCall(++m_serial, fields, body);
 }
 
+std::string BusSocket::Introspect(const std::string& destination) {
+    std::string fields;
+    AddField(fields, PATH, 'o', "/quill/endpoint");
+    AddField(fields, INTERFACE, 's', "org.freedesktop.DBus.Introspectable");
+    AddField(fields, MEMBER, 's', "Introspect");
+    AddField(fields, DESTINATION, 's', destination);
+    return MethodCall(++m_serial, fields, {});
+}
+
 bool BusSocket::Write(std::string_view bytes) const {
     while (!bytes.empty()) {
         const ssize_t written = send(m_socket.Number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);

@@ -18,6 +18,8 @@ public:
     /// The bytes of one call of quill.Endpoint1.Call, with a serial number of its own.
     std::string Call(const std::string& destination, const std::string& subject,
                      std::string_view payload);
+    /// The same of org.freedesktop.DBus.Introspectable.Introspect.
+    std::string Introspect(const std::string& destination);
     /// False where the bus has closed the connection, or takes nothing for half a minute.
     bool Write(std::string_view bytes) const;
 

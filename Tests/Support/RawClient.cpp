@@ -145,6 +145,12 @@ RawClient::Reply RawClient::CallWithNumber(const std::string& destination, int n
     return CallAndRead(m_bus, message, Microseconds(std::chrono::seconds(30)));
 }
 
+RawClient::Reply RawClient::CallWithDescriptor(const std::string& destination, int descriptor) {
+    sd_bus_message* const message = NewCall(m_bus, destination);
+    Check(sd_bus_message_append(message, "ssh", "", "{}", descriptor), "append");
+    return CallAndRead(m_bus, message, Microseconds(std::chrono::seconds(30)));
+}
+
 void RawClient::SendSignal(const std::string& member, const std::vector<std::string>& arguments) {
     sd_bus_message* message = nullptr;
     Check(sd_bus_message_new_signal(m_bus, &message, PATH, INTERFACE, member.c_str()), "signal");

@@ -48,6 +48,8 @@ public:
                      const std::vector<std::string>& arguments);
     /// Calls with one argument that isn't a string.
     Reply CallWithNumber(const std::string& destination, int number);
+    /// Calls with two strings and a file descriptor.
+    Reply CallWithDescriptor(const std::string& destination, int descriptor);
     /// A signal of the endpoints' interface with these string arguments.
     void SendSignal(const std::string& member, const std::vector<std::string>& arguments);
     /// Any signal at all, with arguments that are all strings, to this one connection: it gets it

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <limits>
@@ -33,6 +34,7 @@ constexpr std::size_t LARGEST_BATCH = 8;
 constexpr std::size_t MOST_TURNS = 4 * LARGEST_BATCH;
 // Text that may wait to be written before no more messages are taken out.
 constexpr std::size_t MOST_UNWRITTEN = 8U << 20;
+constexpr std::uint64_t LONGEST_QUEUE = 8192; // messages, whatever they hold
 // Microseconds.
 constexpr std::uint64_t LONGEST_STALL = 5000000;
 constexpr std::uint64_t LOOK_INTERVAL = 500000;
@@ -41,6 +43,7 @@ constexpr std::uint64_t QUIET =
 constexpr int LONGEST_STALL_AT_CLOSE = 1000; // milliseconds
 constexpr std::uint64_t NO_DEADLINE = std::numeric_limits<std::uint64_t>::max();
 
+constexpr const char* SYSTEM_BUS_ADDRESS = "unix:path=/run/dbus/system_bus_socket";
 constexpr const char* BUS_PATH = "/org/freedesktop/DBus";
 
 // 0 or a negative errno value, one and the same wherever the connection has ended.
@@ -115,6 +118,30 @@ BusConnection::~BusConnection() {
     close(m_wakeDescriptor);
 }
 
+// As sd_bus_open_system does, and takes no file descriptors: nothing here wants them, and those
+// that come with waiting messages would fill the process's table.
+int BusConnection::OpenSystemBus(sd_bus*& bus) {
+    int result = sd_bus_new(&bus);
+    if (result < 0) {
+        return result;
+    }
+    const char* const address = secure_getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    result = sd_bus_set_address(bus, address != nullptr ? address : SYSTEM_BUS_ADDRESS);
+    if (result >= 0) {
+        result = sd_bus_set_bus_client(bus, 1);
+    }
+    if (result >= 0) {
+        result = sd_bus_negotiate_fds(bus, 0);
+    }
+    if (result >= 0) {
+        result = sd_bus_start(bus);
+    }
+    if (result < 0) {
+        bus = sd_bus_close_unref(bus);
+    }
+    return result;
+}
+
 std::shared_ptr<BusConnection> BusConnection::Open(std::string_view nameSpace, std::string& error) {
     static const sd_bus_vtable vtable[] = {
         SD_BUS_VTABLE_START(0),
@@ -127,7 +154,7 @@ std::shared_ptr<BusConnection> BusConnection::Open(std::string_view nameSpace, s
     };
 
     sd_bus* bus = nullptr;
-    int result = sd_bus_open_system(&bus);
+    int result = OpenSystemBus(bus);
     if (result < 0) {
         error = std::string("cannot connect to the system bus: ") + strerror(-result);
         return nullptr;
@@ -267,8 +294,10 @@ int BusConnection::Process(std::vector<Incoming>& out) {
         m_unwritten = 0;
     } else if (hasRoom) {
         m_lastRead = MonotonicMicroseconds();
+    } else {
+        WatchWhetherBusReads(); // of what sd-bus answers by itself, nobody else does
     }
-    const bool tooMuch = m_unwritten > MOST_UNWRITTEN;
+    const bool tooMuch = m_unwritten > MOST_UNWRITTEN || HasLongQueue();
     if (tooMuch && !hasRoom) {
         PrepareToWait(true);
         return 0;
@@ -307,7 +336,8 @@ bool BusConnection::LookWhetherBusReads() {
     const auto unread = static_cast<std::size_t>(std::max(count, 0));
     // The kernel counts more than the text, so that this is no guess: if nothing was read, what was
     // written is there as well.
-    if (unread < m_unread + m_written) {
+    // And where nobody has looked for longer, as the thread was in a callback, nothing is known.
+    if (unread < m_unread + m_written || now > m_nextLook + LOOK_INTERVAL) {
         m_lastRead = now;
     }
     m_unread = unread;
@@ -371,16 +401,27 @@ bool BusConnection::WaitForRoom(int milliseconds) {
     return ready > 0;
 }
 
+bool BusConnection::HasLongQueue() {
+    std::uint64_t count = 0;
+    return sd_bus_get_n_queued_write(m_bus, &count) >= 0 && count > LONGEST_QUEUE;
+}
+
+// Returns whether that is new.
+bool BusConnection::WatchWhetherBusReads() {
+    if (m_mayBeUnread) {
+        return false;
+    }
+    m_mayBeUnread = true;
+    m_unread = 0;
+    m_written = 0;
+    m_lastRead = MonotonicMicroseconds();
+    m_nextLook = m_lastRead + LOOK_INTERVAL;
+    return true;
+}
+
 void BusConnection::NoteOutput(std::size_t size) {
     const bool hasOutput = HasOutput();
-    if (!m_mayBeUnread) {
-        m_mayBeUnread = true;
-        m_unread = 0;
-        m_written = 0;
-        m_lastRead = MonotonicMicroseconds();
-        m_nextLook = m_lastRead + LOOK_INTERVAL;
-        Wake();
-    } else if (hasOutput) {
+    if (WatchWhetherBusReads() || hasOutput) {
         Wake();
     }
     if (hasOutput) { // of which nobody knows how much is written

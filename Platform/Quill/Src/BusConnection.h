@@ -142,8 +142,11 @@ public:
     BusConnection(Private, sd_bus* bus, int wakeDescriptor, std::string_view nameSpace);
 
 private:
+    static int OpenSystemBus(sd_bus*& bus);
     int Process(std::vector<Incoming>& out) REQUIRES(m_mutex);
     bool LookWhetherBusReads() REQUIRES(m_mutex);
+    bool WatchWhetherBusReads() REQUIRES(m_mutex);
+    bool HasLongQueue() REQUIRES(m_mutex);
     void PrepareToWait(bool toWrite) REQUIRES(m_mutex);
     void WriteOut(std::vector<Incoming>& dropped) REQUIRES(m_mutex);
     int FollowOwners() REQUIRES(m_mutex);

@@ -74,12 +74,15 @@ void Endpoint::Run() {
             Act(std::move(incoming));
         }
         taken.clear();
-        // A callback that waited for a reply has left here what came meanwhile.
-        taken.swap(m_backlog);
-        if (!taken.empty()) {
-            for (Incoming& incoming : std::exchange(taken, {})) {
+        // A callback that waited for a reply has left here what came meanwhile, ahead of what is
+        // still to be taken out. So may one of these.
+        const bool hasWaited = !m_backlog.empty();
+        while (!m_backlog.empty()) {
+            for (Incoming& incoming : std::exchange(m_backlog, {})) {
                 Act(std::move(incoming));
             }
+        }
+        if (hasWaited) {
             continue;
         }
         if (result < 0) {
@@ -119,11 +122,19 @@ bool Endpoint::Connect() {
         connection->Ping(m_busName, std::make_shared<PendingReply>());
     }
     std::vector<std::shared_ptr<const Subscription>> subscriptions;
+    bool isClosing = false;
     {
         // From here on Subscribe asks this connection itself.
         const MutexLock lock(m_mutex);
-        subscriptions = m_subscriptions;
-        m_connection = connection;
+        isClosing = m_closing;
+        if (!isClosing) {
+            subscriptions = m_subscriptions;
+            m_connection = connection;
+        }
+    }
+    if (isClosing) { // whoever sent over it would wait for ever: nobody takes anything out any more
+        connection->Close();
+        return false;
     }
     for (const auto& subscription : subscriptions) {
         const int result = connection->Subscribe(subscription);

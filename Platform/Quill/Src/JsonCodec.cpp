@@ -124,6 +124,26 @@ private:
     JsonText& m_text;
 };
 
+// A value has at least one of these characters ahead of it, outside of strings, but for the first.
+bool HasTooManyValues(std::string_view text) {
+    if (text.size() <= MOST_VALUES) {
+        return false;
+    }
+    std::size_t count = 0;
+    bool isInString = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char c = text[at];
+        if (c == '"') {
+            isInString = !isInString;
+        } else if (isInString) {
+            at += c == '\\' ? 1 : 0;
+        } else if (c == ',' || c == '[' || c == '{') {
+            ++count;
+        }
+    }
+    return count > MOST_VALUES;
+}
+
 std::string EncodeSlowly(const Json::Value& value) {
     auto& [writer, stream] = PerThread<Writer>::Get();
     stream.str({});
@@ -138,6 +158,10 @@ bool Decode(std::string_view text, Root root, Json::Value& value, std::string& e
     if (text.empty()) {
         value = Json::Value();
         return true;
+    }
+    if (HasTooManyValues(text)) {
+        error = "more than " + std::to_string(MOST_VALUES) + " values";
+        return false;
     }
     if (ReadFast(text, root, value)) {
         return true;

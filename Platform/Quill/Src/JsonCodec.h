@@ -14,6 +14,10 @@ namespace Quill::JsonCodec {
 /// can use here and, with the log's indented rendering, the text that it can make us write.
 inline constexpr int DEEPEST_NESTING = 128;
 
+/// About how many values a text may hold: it has no more of ",", "[" and "{" outside of strings. It
+/// bounds the memory, which is some 80 bytes for each, where two of text are enough for one.
+inline constexpr std::size_t MOST_VALUES = 1000000;
+
 enum class Root {
     OBJECT, ///< what a call or a signal carries
     ANY,    ///< what a reply carries

@@ -88,6 +88,18 @@ TEST_F(ClientLife, EndsAllSubscriptionsWithTheLastOne) {
     subscription.End();
 }
 
+TEST_F(ClientLife, LetsGoOfWhatItsListenersHoldWithTheLastOne) {
+    std::optional<Client> client(std::in_place);
+    auto kept = std::make_shared<int>(0);
+    const std::weak_ptr<int> watched = kept;
+    Subscription one = client->Listen("news", [kept](const Notification&) {});
+    Subscription all = client->ListenToAll([kept](const Notification&) {});
+    kept.reset();
+    EXPECT_FALSE(watched.expired());
+    client.reset();
+    EXPECT_TRUE(watched.expired());
+}
+
 TEST_F(ClientLife, HasNoBusToBeginWith) {
     bus.Kill();
     try {

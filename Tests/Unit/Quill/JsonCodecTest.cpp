@@ -9,6 +9,7 @@ namespace {
 
 using Quill::JsonCodec::Decode;
 using Quill::JsonCodec::Encode;
+using Quill::JsonCodec::MOST_VALUES;
 using Quill::JsonCodec::Root;
 
 // A number inside this many objects and arrays.
@@ -70,6 +71,26 @@ TEST(JsonCodec, ReadsDownToTheLimitAndNoDeeper) {
         << error;
     EXPECT_FALSE(Decode(Nested(Quill::JsonCodec::DEEPEST_NESTING + 1), Root::OBJECT, value, error));
     EXPECT_FALSE(Decode(Nested(1000000), Root::OBJECT, value, error));
+}
+
+TEST(JsonCodec, ReadsAMillionValuesAndNoMore) {
+    const auto array = [](std::size_t commas) {
+        std::string text = "[0";
+        for (std::size_t count = 0; count < commas; ++count) {
+            text += ",0";
+        }
+        return text + "]";
+    };
+    Json::Value value;
+    std::string error;
+    EXPECT_TRUE(Decode(array(MOST_VALUES - 1), Root::ANY, value, error)) << error;
+    EXPECT_EQ(value.size(), MOST_VALUES);
+    EXPECT_FALSE(Decode(array(MOST_VALUES), Root::ANY, value, error));
+    EXPECT_EQ(error, "more than 1000000 values");
+    // What stands in a string is no value, whatever it escapes.
+    const std::string text = R"(["\")" + std::string(MOST_VALUES + 1, ',') + R"(\\",0])";
+    EXPECT_TRUE(Decode(text, Root::ANY, value, error)) << error;
+    EXPECT_EQ(value.size(), 2U);
 }
 
 TEST(JsonCodec, GoesOnWorkingAfterAnErrorOnTheSameThread) {

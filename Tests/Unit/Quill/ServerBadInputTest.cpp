@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <unistd.h>
 
+#include "JsonCodec.h"
 #include "PrivateBus.h"
 #include "RawClient.h"
 #include "TestServer.h"
@@ -57,6 +59,27 @@ TEST_F(ServerBadInput, RefusesAPayloadThatNestsTooDeep) {
         EXPECT_EQ(client.Call("test.Server", "echo", payload + "}").error, INVALID_ARGS) << depth;
     }
     EXPECT_EQ(received, 0);
+    ExpectUntouched();
+}
+
+// Millions of empty arrays would take a hundred times the memory of their text.
+TEST_F(ServerBadInput, RefusesAPayloadOfTooManyValues) {
+    std::string payload = R"({"a":[1)";
+    for (std::size_t count = 0; count <= Quill::JsonCodec::MOST_VALUES; ++count) {
+        payload += ",[]";
+    }
+    const RawClient::Reply reply = client.Call("test.Server", "", payload + "]}");
+    EXPECT_EQ(reply.error, INVALID_ARGS);
+    EXPECT_NE(reply.errorText.find("more than 1000000 values"), std::string::npos)
+        << reply.errorText;
+    ExpectUntouched();
+}
+
+// They would be held as long as their message waits for its turn.
+TEST_F(ServerBadInput, TakesNoFileDescriptors) {
+    EXPECT_EQ(client.CallWithDescriptor("test.Server", STDIN_FILENO).error,
+              "org.freedesktop.DBus.Error.NotSupported")
+        << "the bus refuses it";
     ExpectUntouched();
 }
 

@@ -2,6 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "Caller.h"
 #include "Gate.h"
@@ -109,6 +113,41 @@ TEST_F(ServerClient, MayCallFromItsOwnCallbackAndKeepsWhatComesMeanwhile) {
     last.subject = "last";
     ASSERT_EQ(client.SendMessage("test.Server", &last, true, nullptr), 0);
     EXPECT_EQ(order, (std::vector<std::string>{"outer", "second", "last"}));
+}
+
+TEST_F(ServerClient, KeepsTheOrderWhereCallbackAfterCallbackWaits) {
+    std::vector<std::string> order;
+    Gate answered;
+    Gate sent;
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char*) {
+        order.push_back(message->subject);
+        if (message->subject == "A" || message->subject == "B") {
+            TCMessage question;
+            question.subject = message->subject;
+            EXPECT_EQ(server.SendMessage("test.Client", &question, true, nullptr), 0);
+        }
+        if (message->subject == "B") {
+            answered.Open();
+            EXPECT_TRUE(sent.Wait());
+        }
+    };
+    const auto send = [this](const char* subject) {
+        TCMessage message;
+        message.subject = subject;
+        EXPECT_EQ(client.SendMessage("test.Server", &message, false, nullptr), 0);
+    };
+    client.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char*) {
+        send(message->subject == "A" ? "B" : "C");
+    };
+    send("A");
+    ASSERT_TRUE(answered.Wait());
+    send("D");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // for it to arrive
+    sent.Open();
+    TCMessage last;
+    last.subject = "last";
+    ASSERT_EQ(client.SendMessage("test.Server", &last, true, nullptr), 0);
+    EXPECT_EQ(order, (std::vector<std::string>{"A", "B", "C", "D", "last"}));
 }
 
 TEST_F(ServerClient, KnowsThatItWasTheBusThatEndedAheadOfTheAnswer) {

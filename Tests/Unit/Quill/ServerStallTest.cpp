@@ -8,11 +8,15 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <unistd.h>
 
 #include "BusSocket.h"
+#include "DeathTest.h"
 #include "Dlog.h"
+#include "Gate.h"
 #include "LogCapture.h"
 #include "PrivateBus.h"
+#include "ProcessUse.h"
 #include "RawClient.h"
 #include "TestServer.h"
 #include "WaitUntil.h"
@@ -94,6 +98,51 @@ TEST_F(ServerStall, ClosesThoughTheBusHangs) {
     server.CloseDBusServer();
     bus.Continue();
     EXPECT_TRUE(server.CreateDBusServer());
+    ExpectAnswer();
+}
+
+// Nobody looks at the bus while the thread that does is in a callback.
+TEST_F(ServerStall, IsntWhatALongCallbackLeavesBehind) {
+    Gate paused;
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage* reply, const char*) {
+        if (message->subject == "long") {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5500));
+            bus.Pause(); // so that the reply isn't read at once
+            paused.Open();
+        }
+        *reply = *message;
+    };
+    ASSERT_TRUE(server.CreateDBusServer());
+    std::thread calls([] {
+        RawClient client;
+        client.Call("test.Server", "short", "{}");
+        EXPECT_EQ(client.Call("test.Server", "long", "{}").error, "");
+    });
+    EXPECT_TRUE(paused.Wait());
+    std::this_thread::sleep_for(std::chrono::seconds(1)); // for the first looks
+    bus.Continue();
+    calls.join();
+    ExpectAnswer();
+    EXPECT_EQ(LogCapture::Count(DLOG_WARN, LOST), 0);
+}
+
+// What sd-bus answers by itself fills the socket too.
+TEST_F(ServerStall, IsLostWhereNothingIsReadOfWhatItIsAskedAboutItself) {
+    ASSERT_TRUE(server.CreateDBusServer());
+    const std::size_t before = AnonymousMemory(getpid());
+    BusSocket deaf;
+    std::thread calls([&deaf] {
+        while (deaf.Write(deaf.Introspect("test.Server"))) {
+        }
+    });
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, LOST));
+    const std::size_t more = AnonymousMemory(getpid()) - before;
+    deaf.Shutdown();
+    calls.join();
+    if (!UNDER_SANITIZER) {
+        EXPECT_LT(more, 64U << 20);
+    }
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, BACK));
     ExpectAnswer();
 }
 
