@@ -43,6 +43,17 @@ void CallbackTable::GoBack(std::int64_t number) {
     }
 }
 
+void CallbackTable::Leave(const std::string& store) {
+    const MutexLock lock(m_mutex);
+    for (auto& [key, listeners] : m_listeners) {
+        for (Listener& listener : listeners) {
+            if (listener.store == store) {
+                listener.store.clear();
+            }
+        }
+    }
+}
+
 bool CallbackTable::IsEmpty() const {
     const MutexLock lock(m_mutex);
     return m_listeners.empty();

@@ -30,6 +30,8 @@ public:
     bool Remove(std::string_view key, vconf_callback_t callback);
     /// The store has lost what came behind `number`: other changes will bear those numbers.
     void GoBack(std::int64_t number);
+    /// Another has taken the store's place: should it come back, all that is in it is new.
+    void Leave(const std::string& store);
 
     bool IsEmpty() const;
     bool Has(std::string_view key) const;

@@ -125,7 +125,7 @@ void Notifier::Look(StoreWatch& watch, StoreWatch::Noticed noticed) {
         if (isThorough && !watch.Renew()) {
             watch.LookAgain();
         }
-        changes = Changes(isThorough);
+        changes = Changes(watch, isThorough);
         m_trouble.clear();
     } catch (const OpenError&) { // that has been told
         watch.LookAgain();
@@ -138,11 +138,13 @@ void Notifier::Look(StoreWatch& watch, StoreWatch::Noticed noticed) {
     }
 }
 
-std::vector<StoredKey> Notifier::Changes(bool isThorough) {
-    return m_own.Use([this, isThorough](Store& store) {
+std::vector<StoredKey> Notifier::Changes(StoreWatch& watch, bool isThorough) {
+    return m_own.Use([this, &watch, isThorough](Store& store) {
         if (m_store != store.Id()) { // another has taken its place: all that is in it is new
+            m_callbacks.Leave(m_store);
             m_store = store.Id();
             m_number = 0;
+            watch.Follow(store.Paths());
         } else if (isThorough && store.LastNumber() < m_number) {
             // Somebody has put back what an old one held, and there may be changes behind that.
             m_number = 0;

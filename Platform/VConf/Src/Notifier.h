@@ -35,7 +35,7 @@ private:
     void Start() EXCLUDES(m_startMutex);
     void Run(StoreWatch& watch);
     void Look(StoreWatch& watch, StoreWatch::Noticed noticed);
-    std::vector<StoredKey> Changes(bool isThorough);
+    std::vector<StoredKey> Changes(StoreWatch& watch, bool isThorough);
     void Tell(const StoredKey& change);
     void TellTrouble(const std::string& text);
 

@@ -94,7 +94,8 @@ std::optional<StoredValue> ValueOf(const Statement& row, int column) {
 } // namespace
 
 Store::Store(const std::string& path, std::string bootId) try
-    : m_bootId(std::move(bootId)), m_database(path), m_paths(m_database.File()), m_files(m_paths) {
+    : m_bootId(std::move(bootId)), m_database(path), m_paths(m_database.File(), path),
+      m_files(m_paths) {
     Prepare();
 } catch (const OpenError&) {
     throw;

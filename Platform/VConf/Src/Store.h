@@ -55,7 +55,7 @@ public:
     /// False when its files have been removed or replaced: nobody else would see what is set here.
     bool IsInPlace() const {
         return (m_files.AreThere() || !m_hasLog) && m_files == StoreFiles(m_paths) &&
-               !m_database.HasMoved();
+               StoreFiles::LeadsTo(m_paths) && !m_database.HasMoved();
     }
 
 private:

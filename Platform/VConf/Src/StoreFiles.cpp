@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StoreFiles.h"
 
+#include <filesystem>
 #include <sys/stat.h>
 
 namespace vconf {
+
+std::string StorePaths::Absolute(const std::string& path) {
+    return std::filesystem::absolute(path).lexically_normal().string();
+}
 
 StoreFiles::StoreFiles(const StorePaths& paths)
     : m_log(Look(paths.log)), m_index(Look(paths.index)), m_bell(Look(paths.bell)) {}

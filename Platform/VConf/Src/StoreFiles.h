@@ -8,13 +8,20 @@ namespace vconf {
 
 /// The names of a store's files.
 struct StorePaths {
-    explicit StorePaths(const std::string& file)
-        : database(file), log(file + "-wal"), index(file + "-shm"), bell(file + "-bell") {}
+    explicit StorePaths(const std::string& file, const std::string& given = {})
+        : database(file), log(file + "-wal"), index(file + "-shm"), bell(file + "-bell"),
+          name(given.empty() ? file : Absolute(given)) {}
 
     std::string database;
     std::string log;   ///< SQLite's: the commits that aren't in the database yet
     std::string index; ///< SQLite's: where in the log things are, and the locks
     std::string bell;  ///< written behind each change
+    std::string name;  ///< by which the database was asked for: links may lead from there to it
+
+    bool operator==(const StorePaths&) const = default;
+
+private:
+    static std::string Absolute(const std::string& path);
 };
 
 /// Which files bear these names, the database's aside. Whoever has open what has been removed would
@@ -25,6 +32,10 @@ public:
     explicit StoreFiles(const StorePaths& paths);
     /// Tells the file of this name from others that are there at the same time.
     static std::string NumberOf(const std::string& path);
+    /// Whether the name that was given still leads to the database.
+    static bool LeadsTo(const StorePaths& paths) {
+        return paths.name == paths.database || Look(paths.name) == Look(paths.database);
+    }
 
     bool operator==(const StoreFiles&) const = default;
     /// Whether SQLite's are there, as they are while somebody has the database open.

@@ -53,15 +53,27 @@ bool StoreWatch::Watch(const marrow::base::FileDescriptor& events, const std::st
     return false; // it is missing, or not to be read
 }
 
+bool StoreWatch::WatchFolderOf(const std::string& path) const {
+    return Watch(m_files, std::filesystem::path(path).parent_path().string(),
+                 IN_ONLYDIR | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF |
+                     IN_MOVE_SELF);
+}
+
 bool StoreWatch::Renew() {
-    const std::string folder = std::filesystem::path(m_paths.database).parent_path().string();
-    bool isComplete = Watch(m_files, folder,
-                            IN_ONLYDIR | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
-                                IN_DELETE_SELF | IN_MOVE_SELF);
+    bool isComplete = WatchFolderOf(m_paths.database);
+    isComplete &= m_paths.name == m_paths.database || WatchFolderOf(m_paths.name); // of the link
     isComplete &= Watch(m_files, m_paths.database, IN_MODIFY);
     isComplete &= Watch(m_files, m_paths.log, IN_MODIFY);
     isComplete &= Watch(m_bell, m_paths.bell, IN_MODIFY);
     return isComplete;
+}
+
+void StoreWatch::Follow(const StorePaths& paths) {
+    if (m_paths != paths) {
+        m_paths = paths;
+        Renew();
+        LookAgain(); // at what has been changed ahead of that
+    }
 }
 
 void StoreWatch::LookAgain() {

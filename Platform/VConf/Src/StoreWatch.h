@@ -30,15 +30,18 @@ public:
     /// Watches the files that bear the names now, ahead of a look at them. Returns whether all of
     /// them are there.
     bool Renew();
+    /// The same of other files, where the store has others now; and they are looked at.
+    void Follow(const StorePaths& paths);
     /// Has Wait return within a second, for something that didn't work.
     void LookAgain();
 
 private:
+    bool WatchFolderOf(const std::string& path) const;
     bool Watch(const marrow::base::FileDescriptor& events, const std::string& path,
                unsigned what) const;
     bool DrainFiles();
 
-    const StorePaths m_paths;
+    StorePaths m_paths;
     const marrow::base::FileDescriptor m_wake;
     const marrow::base::FileDescriptor m_bell;
     const marrow::base::FileDescriptor m_files;

@@ -41,6 +41,7 @@ void WatchChanges(LazyStore& store, const std::vector<std::string>& prefixes,
                 if (id != opened.Id() || opened.LastNumber() < number) {
                     id = opened.Id();
                     number = 0;
+                    watch->Follow(opened.Paths());
                 }
                 return opened.ChangesSince(number, isWanted);
             });

@@ -2,9 +2,13 @@
 
 // A store whose old content is put back while it is in use.
 
+#include <chrono>
 #include <filesystem>
 #include <sqlite3.h>
+#include <thread>
 
+#include "Store.h"
+#include "StoreDefaults.h"
 #include "VConfFixture.h"
 
 namespace {
@@ -18,6 +22,11 @@ protected:
                                    std::filesystem::copy_options::overwrite_existing);
     }
     static std::string Copy() { return Database() + ".copy"; }
+    static void MoveFiles(const std::string& from, const std::string& to) {
+        for (const char* const suffix : {"", "-wal", "-shm", "-bell"}) {
+            std::filesystem::rename(from + suffix, to + suffix);
+        }
+    }
 
     static void Execute(const char* sql) {
         sqlite3* database = nullptr;
@@ -41,6 +50,43 @@ TEST_F(PutBackTest, ACopyInThePlaceOfTheDatabaseIsToldAndFollowed) {
     ASSERT_EQ(vconf_set_int("db/b", 2), 0);
     EXPECT_TRUE(list.WaitForLast("db/a=1"));
     ASSERT_EQ(vconf_set_int("db/a", 3), 0);
+    EXPECT_TRUE(list.WaitForLast("db/a=3"));
+}
+
+TEST_F(PutBackTest, TheSameFilesThatComeBackAreToldAndFollowed) {
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    ASSERT_EQ(vconf_set_int("db/b", 1), 0);
+    auto& list = VConfTest::Keep<ChangeList>();
+    ASSERT_EQ(Watch("db/a", list), 0);
+    MoveFiles(Database(), Copy());
+    ASSERT_EQ(vconf_set_int("db/a", 2), 0); // in another store
+    ASSERT_EQ(vconf_set_int("db/b", 2), 0);
+    ASSERT_TRUE(list.WaitForLast("db/a=2"));
+    auto& later = VConfTest::Keep<ChangeList>();
+    ASSERT_EQ(Watch("db/b", later), 0);
+    RemoveFiles();
+    MoveFiles(Copy(), Database());
+    EXPECT_TRUE(list.WaitForLast("db/a=1"));
+    EXPECT_TRUE(later.WaitForLast("db/b=1"));
+    ASSERT_EQ(vconf_set_int("db/a", 3), 0);
+    EXPECT_TRUE(list.WaitForLast("db/a=3"));
+}
+
+TEST_F(PutBackTest, ALinkThatLeadsToAnotherStoreIsToldAndFollowed) {
+    const std::filesystem::path folder = std::filesystem::path(Database()).parent_path() / "real";
+    std::filesystem::create_directories(folder / "other");
+    MoveFiles(Database(), folder / "vconf.db");
+    std::filesystem::create_symlink(folder / "vconf.db", Database());
+    ASSERT_EQ(vconf_set_int("db/a", 1), 0);
+    auto& list = VConfTest::Keep<ChangeList>();
+    ASSERT_EQ(Watch("db/a", list), 0);
+    vconf::Store other(folder / "other" / "vconf.db", vconf::BootId());
+    other.SetInt("db/a", 2);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // behind the look at the start
+    std::filesystem::create_symlink(other.Paths().database, Database() + ".new");
+    std::filesystem::rename(Database() + ".new", Database());
+    EXPECT_TRUE(list.WaitForLast("db/a=2"));
+    other.SetInt("db/a", 3);
     EXPECT_TRUE(list.WaitForLast("db/a=3"));
 }
 

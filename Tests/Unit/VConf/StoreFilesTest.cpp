@@ -179,6 +179,20 @@ TEST_F(StoreFilesTest, IsFoundThroughASymbolicLink) {
     EXPECT_EQ(Open().Get("db/a").integer, 1);
 }
 
+TEST_F(StoreFilesTest, IsNotInPlaceWhereItsLinkLeadsToAnother) {
+    const std::string link = File() + ".link";
+    std::filesystem::create_symlink(File(), link);
+    Store store(link, "boot 1");
+    const Store other(File() + ".other", "boot 1");
+    std::filesystem::remove(link);
+    EXPECT_FALSE(store.IsInPlace()) << "it leads nowhere";
+    std::filesystem::create_symlink(File() + ".other", link);
+    EXPECT_FALSE(store.IsInPlace());
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink(File(), link);
+    EXPECT_TRUE(store.IsInPlace());
+}
+
 TEST_F(StoreFilesTest, CanBeMadeByManyAtOnce) {
     std::vector<std::thread> threads;
     std::atomic<int> failures{0};
