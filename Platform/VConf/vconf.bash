@@ -31,7 +31,10 @@ _vconf() {
         *) words="--help" ;;
         esac
     elif [[ $verb == list || $verb == watch || ! $key ]]; then
-        mapfile -t COMPREPLY < <("${COMP_WORDS[0]}" list --names "$current" 2>/dev/null)
+        # Written so that the shell takes them for nothing but names.
+        while IFS= read -r key; do
+            COMPREPLY+=("$(printf '%q' "$key")")
+        done < <("${COMP_WORDS[0]}" list --names "$current" 2>/dev/null)
         return
     elif [[ $verb == set && $("${COMP_WORDS[0]}" list "$key" 2>/dev/null) == "$key  bool  "* ]]; then
         words="true false"

@@ -11,6 +11,7 @@
 #include <json/json.h>
 
 #include "RunHearthctl.h"
+#include "TemporaryFolder.h"
 #include "WaitUntil.h"
 
 namespace {
@@ -362,6 +363,26 @@ TEST_F(Completion, KnowsTheServicesOfTheRunningDaemon) {
     EXPECT_EQ(Complete("hearthctl start probe ''"), "\n") << "one is enough";
     daemon.Kill();
     EXPECT_EQ(Complete("hearthctl start ''"), "\n");
+}
+
+// A name is anybody's who may write a manifest; root presses the key.
+TEST_F(Completion, RunsNothingThatStandsInAName) {
+    const TemporaryFolder folder;
+    const std::string made = (folder.Path() / "made").string();
+    const std::string name = "$(touch " + made + ")";
+    Program bash({"bash", "-c",
+                  "source " HEARTHD_STAGE "/usr/share/bash-completion/completions/hearthctl\n"
+                  "hearthctl() { echo '" +
+                      name +
+                      "'; }\n"
+                      "COMP_WORDS=(hearthctl start '')\n"
+                      "COMP_CWORD=2\n"
+                      "_hearthctl\n"
+                      "eval \"printf %s ${COMPREPLY[0]}\"\n"});
+    bash.Wait();
+    EXPECT_EQ(bash.Errors(), "");
+    EXPECT_EQ(bash.Output(), name) << "and it is quoted for whoever presses Enter";
+    EXPECT_FALSE(std::filesystem::exists(made));
 }
 
 } // namespace

@@ -5,6 +5,14 @@ _hearthctl_matching() {
     mapfile -t COMPREPLY < <(compgen -W "$1" -- "$2")
 }
 
+# The services that begin with the word, written so that the shell takes them for nothing but names.
+_hearthctl_services() {
+    local name
+    while IFS= read -r name; do
+        [[ $name != "$2"* ]] || COMPREPLY+=("$(printf '%q' "$name")")
+    done < <("$1" list 2>/dev/null)
+}
+
 _hearthctl() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local verb='' words=0 i
@@ -64,7 +72,7 @@ _hearthctl() {
     status:0 | load:0 | start:0 | stop:0 | unload:0 | call:0 | signal:0 | monitor:*)
         # Nothing, without a word, where there is no daemon or only root may ask. A notification's
         # subject is often its service's name.
-        _hearthctl_matching "$("${COMP_WORDS[0]}" list 2>/dev/null)" "$current"
+        _hearthctl_services "${COMP_WORDS[0]}" "$current"
         ;;
     call:1 | signal:1)
         if [[ $current == @* ]]; then

@@ -49,6 +49,10 @@ void FlushAndDie(int signal) {
     const int error = errno;
     g_sinkOfSignals->FlushFromSignalHandler();
     errno = error;
+    if (getpid() == 1) { // the default action doesn't end the first process of a container
+        constexpr int SIGNALLED = 128;
+        _exit(SIGNALLED + signal);
+    }
     // SA_RESETHAND has restored the default action: once this handler returns, it is taken.
     raise(signal);
 }

@@ -87,6 +87,9 @@ TEST_F(Sdk, LetsTheDaemonBeBuiltOnPlatformLibrariesFromAFolder) {
     EXPECT_TRUE(fs::exists(app + "/bin/hearthd"));
     EXPECT_TRUE(fs::exists(folder + "/installed/usr/include/hearthd/TCServer.h"));
     EXPECT_FALSE(fs::exists(app + "/lib/libQuill.so")) << "the device has its own";
+    EXPECT_TRUE(fs::exists(folder + "/installed/usr/lib/systemd/system/hearthd.service"));
+    EXPECT_FALSE(fs::exists(folder + "/installed/usr/lib/systemd/system/hang-beacon.service"))
+        << "it would mount a device of its own over the platform's";
 }
 
 } // namespace

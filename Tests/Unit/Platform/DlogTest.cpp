@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <poll.h>
+#include <sched.h>
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
@@ -239,6 +240,33 @@ TEST(Dlog, LosesNothingToASignalThatEndsTheProcess) {
         EXPECT_TRUE(WIFSIGNALED(status));
         EXPECT_EQ(WTERMSIG(status), signal) << "the signal's action stays what it was";
     }
+}
+
+// Whose default actions the kernel doesn't take.
+TEST(Dlog, LetsASignalEndTheFirstProcessOfAContainer) {
+    constexpr int NOT_PERMITTED = 77;
+    Writer writer([] {
+        if (unshare(CLONE_NEWPID) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) {
+            _exit(NOT_PERMITTED);
+        }
+        const pid_t first = fork();
+        if (first == 0) {
+            __dlog_print(DLOG_INFO, "TAG", "last words");
+            raise(SIGTERM);
+            __dlog_print(DLOG_ERROR, "TAG", "still there");
+            _exit(0);
+        }
+        int status = -1;
+        waitpid(first, &status, 0);
+        _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 1);
+    });
+    const int status = writer.Finish();
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == NOT_PERMITTED) {
+        GTEST_SKIP() << "no process ids of one's own are permitted here";
+    }
+    EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
+    EXPECT_NE(writer.text.find("last words\n"), std::string::npos);
 }
 
 TEST(Dlog, StillWritesWhatStaticDestructorsSay) {
