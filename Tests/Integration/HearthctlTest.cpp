@@ -237,6 +237,8 @@ TEST_F(HearthctlTool, EndsWithTwoWhereItIsUsedWrongly) {
                                                {"list", "--loud"},
                                                {"call", "probe", "--repeat", "0"},
                                                {"call", "probe", "--timeout", "soon"},
+                                               {"call", "probe", "--timeout", "nan"},
+                                               {"top", "--interval", "NaN", "/dev/null"},
                                                {"monitor", "--count", "-1"}}) {
         const Result result = Hearthctl(words);
         EXPECT_EQ(result.status, 2) << (words.empty() ? "" : words[0]);

@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -63,8 +65,18 @@ std::optional<std::int64_t> ParseUtc(const std::string& text) {
     return utc;
 }
 
+// CLI11's Range takes "nan", which lies nowhere.
+std::string CheckIsNumber(const std::string& text) {
+    return std::isnan(std::strtod(text.c_str(), nullptr)) ? "not a number: " + text : "";
+}
+
 std::string CheckUtc(const std::string& text) {
-    return ParseUtc(text) ? "" : "not a time such as 2024-05-01T20:00:00Z: " + text;
+    const std::optional<std::int64_t> utc = ParseUtc(text);
+    if (!utc) {
+        return "not a time such as 2024-05-01T20:00:00Z: " + text;
+    }
+    constexpr std::int64_t LATEST = 2154902400; // a week ahead of the last day that 16 bits count
+    return *utc > LATEST ? "a stream's dates end in April 2038: " + text : "";
 }
 
 SampleOptions OptionsOf(const Arguments& arguments) {
@@ -114,7 +126,8 @@ void AddOptions(CLI::App& app, Arguments& arguments) {
     app.add_option("OUT", arguments.out, "The file to write, or - for standard output")->required();
     app.add_option("--seconds", arguments.seconds, "How long the stream is")
         ->capture_default_str()
-        ->check(CLI::Range(1.0, 86400.0));
+        ->check(CLI::Range(1.0, 86400.0))
+        ->check(CheckIsNumber);
     static const std::map<std::string, VideoCodec> codecs{{"mpeg2", VideoCodec::MPEG2},
                                                           {"h264", VideoCodec::H264}};
     app.add_option("--codec", arguments.codec, "The video's codec: mpeg2 (as without it) or h264")

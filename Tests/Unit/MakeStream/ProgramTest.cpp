@@ -132,6 +132,8 @@ TEST(MakeStream, SaysWhatIsWrongWithItsArguments) {
     Fails({file.Path(), "--codec", "theora"}, 2, "--codec");
     Fails({file.Path(), "--rate", "fast"}, 2, "--rate");
     Fails({file.Path(), "--start", "yesterday"}, 2, "not a time such as 2024-05-01T20:00:00Z");
+    Fails({file.Path(), "--start", "2038-04-22T00:00:00Z"}, 2, "end in April 2038");
+    Fails({file.Path(), "--seconds", "nan"}, 2, "not a number");
     Fails({file.Path(), "--start", "2024-04-31T00:00:00Z"}, 2, "not a time");
     Fails({file.Path(), "--start", "2024-05-01T20:00:00"}, 2, "not a time");
     Fails({file.Path(), "--loud"}, 2, "--loud");

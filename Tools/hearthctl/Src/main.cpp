@@ -3,6 +3,7 @@
 // hearthctl: what a person does with a running daemon, and with manifests ahead of one, from a
 // terminal or a script, and what its log tells.
 
+#include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <string>
@@ -57,6 +58,11 @@ struct Arguments {
     double interval = 1;
 };
 
+// CLI11's Range takes "nan", which lies nowhere.
+std::string CheckIsNumber(const std::string& text) {
+    return std::isnan(std::strtod(text.c_str(), nullptr)) ? "not a number: " + text : "";
+}
+
 CLI::App* AddVerb(CLI::App& app, const std::string& name, const std::string& description) {
     CLI::App* const verb = app.add_subcommand(name, description);
     verb->fallthrough(); // --json may stand behind the verb
@@ -86,7 +92,8 @@ void AddClientVerbs(CLI::App& app, Arguments& arguments) {
     call->add_option("JSON", arguments.call.arguments, ARGUMENTS_HELP);
     call->add_option("--timeout", arguments.timeout, "Seconds to wait for a reply")
         ->capture_default_str()
-        ->check(CLI::Range(0.001, arguments.timeout));
+        ->check(CLI::Range(0.001, arguments.timeout))
+        ->check(CheckIsNumber);
     call->add_option("--repeat", arguments.call.repeat,
                      "Calls that often, and shows how long it took instead of the replies")
         ->check(CLI::Range(1, 1000000000));
@@ -144,7 +151,8 @@ void AddLogVerbs(CLI::App& app, Arguments& arguments) {
     top->add_option("FILE", arguments.top.log, LOG_HELP);
     top->add_option("--interval", arguments.interval, "Seconds from one table to the next")
         ->capture_default_str()
-        ->check(CLI::Range(0.1, 3600.0));
+        ->check(CLI::Range(0.1, 3600.0))
+        ->check(CheckIsNumber);
     top->add_flag("--once", arguments.top.once, "Ends after one interval");
     top->footer(TOP_FOOTER);
 }
