@@ -10,9 +10,9 @@
 //
 // Lines are buffered in the process. They are written when a line of WARN or ERROR comes, when the
 // buffer is full, at the latest 200 ms after the oldest waiting line, at exit, and when a signal of
-// a fault, SIGABRT, SIGTERM, SIGINT, SIGHUP or SIGQUIT ends the process whose action was the default
-// one when the log was first used. They end the first process of a container too, with 128 more than
-// their number as its status.
+// a fault, SIGABRT, SIGTERM, SIGINT, SIGHUP or SIGQUIT ends the process, where its action was the
+// default one when the log was first used. They end the first process of a container too, with 128
+// more than their number as its status.
 
 #ifdef __cplusplus
 extern "C" {
