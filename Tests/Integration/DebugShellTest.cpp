@@ -86,8 +86,11 @@ TEST_F(DebugShell, OutlivesAThousandWritersOneAfterTheOther) {
     const std::ptrdiff_t before = OpenDescriptors(daemon.Pid());
     Shell("i=0; while [ $i -lt 1000 ]; do printf 'service-command nothing\\n' >$pipe; "
           "i=$((i + 1)); done");
-    Shell("printf 'service-command list-services-status probe\\n' >$pipe");
-    EXPECT_TRUE(daemon.WaitForLog("probe   started\\n"));
+    // What lies in the pipe is read in blocks, which cut a line that they end in.
+    EXPECT_TRUE(WaitUntil([&] {
+        Shell("printf 'service-command list-services-status probe\\n' >$pipe");
+        return daemon.Log().find("probe   started\\n") != std::string::npos;
+    }));
     EXPECT_TRUE(daemon.IsRunning());
     EXPECT_TRUE(WaitUntil([&] { return OpenDescriptors(daemon.Pid()) <= before; }));
 }
