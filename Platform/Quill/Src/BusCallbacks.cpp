@@ -37,6 +37,7 @@ Incoming BusConnection::MakeIncoming(Incoming::Kind kind, sd_bus_message* messag
     incoming.message = BusMessage(shared_from_this(), sd_bus_message_ref(message));
     const char* sender = sd_bus_message_get_sender(message);
     if (sender != nullptr) {
+        incoming.peer = sender;
         incoming.sender = m_senderNames.NameOf(sender);
     }
     return incoming;

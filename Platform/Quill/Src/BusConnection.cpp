@@ -279,34 +279,39 @@ void BusConnection::Unsubscribe(const Subscription* subscription) {
     NoteOutput(0);
 }
 
-int BusConnection::TakeOut(std::vector<Incoming>& out) {
+int BusConnection::TakeOut(std::vector<Incoming>& out, bool hasRoom) {
     const Holder holder(*this);
-    return Process(out);
+    return Process(out, hasRoom);
 }
 
-int BusConnection::Process(std::vector<Incoming>& out) {
+int BusConnection::Process(std::vector<Incoming>& out, bool hasRoom) {
     if (!LookWhetherBusReads()) {
+        m_isHeldUp = false;
         return -ETIMEDOUT;
     }
     const bool hasOutput = HasOutput();
-    const bool hasRoom = hasOutput && WaitForRoom(0);
+    const bool writes = hasOutput && WaitForRoom(0);
     if (!hasOutput) {
         m_unwritten = 0;
-    } else if (hasRoom) {
+    } else if (writes) {
         m_lastRead = MonotonicMicroseconds();
     } else {
         WatchWhetherBusReads(); // of what sd-bus answers by itself, nobody else does
     }
     const bool tooMuch = m_unwritten > MOST_UNWRITTEN || HasLongQueue();
-    if (tooMuch && !hasRoom) {
+    m_isHeldUp = tooMuch;
+    if (tooMuch && !writes) {
         PrepareToWait(true);
         return 0;
+    }
+    if (!hasRoom && !writes) {
+        return 1;
     }
     const std::size_t before = out.size();
     const std::size_t full = before + m_batch;
     // Each turn writes all it can, or reads or dispatches one message; the bound keeps sending
     // threads from waiting on a busy connection.
-    const std::size_t turns = tooMuch ? 1 : MOST_TURNS;
+    const std::size_t turns = tooMuch || !hasRoom ? 1 : MOST_TURNS;
     m_out = &out;
     int result = 1;
     for (std::size_t turn = 0; result > 0 && out.size() < full && turn < turns; ++turn) {

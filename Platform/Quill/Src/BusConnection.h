@@ -51,7 +51,8 @@ struct Incoming {
 
     Kind kind = Kind::CALL;
     BusMessage message;
-    std::string sender; ///< as callbacks get it
+    const char* peer = ""; ///< the sender's connection to the bus, which has one name for good
+    std::string sender;    ///< as callbacks get it
     const char* subject = "";
     std::string_view payload;
     const char* signal = nullptr;                     ///< of a signal: its exact name
@@ -81,9 +82,9 @@ struct Incoming {
 // gone: the dispatching thread looks at the socket now and then, as long as something has been sent
 // and isn't read.
 //
-// TakeOut and WaitForWork belong to one thread, the dispatching one; everything else may be called
-// from any thread. A connection that has broken stays broken: each call answers with an error, and
-// the endpoint makes a new one.
+// TakeOut, IsHeldUp and WaitForWork belong to one thread, the dispatching one; everything else may
+// be called from any thread. A connection that has broken stays broken: each call answers with an
+// error, and the endpoint makes a new one.
 class BusConnection : public std::enable_shared_from_this<BusConnection> {
 public:
     /// Connects to the system bus and follows the owners of names below `nameSpace`. Returns null
@@ -100,10 +101,13 @@ public:
     int Subscribe(std::shared_ptr<const Subscription> subscription);
     void Unsubscribe(const Subscription* subscription);
 
-    /// Appends messages to `out`. Returns 1 when there may be more, 0 when there is nothing more
-    /// now, or a negative errno value when the connection is gone: -ETIMEDOUT where the bus takes
-    /// nothing any more.
-    int TakeOut(std::vector<Incoming>& out);
+    /// Appends messages to `out`, unless there is no room for any, when it only writes. Returns 1
+    /// when there may be more, 0 when there is nothing more now, or a negative errno value when the
+    /// connection is gone: -ETIMEDOUT where the bus takes nothing any more.
+    int TakeOut(std::vector<Incoming>& out, bool hasRoom = true);
+    /// Whether so much waits to be written that nothing should be acted on before a later TakeOut,
+    /// as the last one found.
+    bool IsHeldUp() const { return m_isHeldUp; }
     /// Waits until TakeOut has work to do or Wake was called. After a TakeOut that answered 0. When
     /// it gets quiet, free memory goes back to the system.
     void WaitForWork();
@@ -143,7 +147,7 @@ public:
 
 private:
     static int OpenSystemBus(sd_bus*& bus);
-    int Process(std::vector<Incoming>& out) REQUIRES(m_mutex);
+    int Process(std::vector<Incoming>& out, bool hasRoom) REQUIRES(m_mutex);
     bool LookWhetherBusReads() REQUIRES(m_mutex);
     bool WatchWhetherBusReads() REQUIRES(m_mutex);
     bool HasLongQueue() REQUIRES(m_mutex);
@@ -195,6 +199,7 @@ private:
     std::vector<WaitingReply> m_repliesInHand GUARDED_BY(m_mutex); // empty outside WriteReplies
 
     // The dispatching thread's own: what to poll for, from TakeOut to WaitForWork.
+    bool m_isHeldUp = false;
     int m_pollDescriptor = -1;
     short m_pollEvents = 0;
     std::uint64_t m_pollDeadline = 0;

@@ -83,6 +83,7 @@ bool Endpoint::Open() {
     }
     MainLoop::Expect();
     m_opened = std::chrono::steady_clock::now();
+    m_nextTry = m_opened + m_pause;
     m_gate.Open();
     const bool connected = Connect();
     const std::error_code noThread = StartThread();
@@ -138,7 +139,7 @@ void Endpoint::Close() {
         const MutexLock lock(directory.mutex);
         directory.endpoints.erase(m_name);
     }
-    m_backlog.clear();
+    m_turns.Clear();
     const MutexLock lock(m_mutex);
     if (m_connection != nullptr) {
         m_connection->Close();
@@ -242,8 +243,10 @@ int Endpoint::Ping(const char* destination) {
 // taking out; what else comes is kept for later.
 PendingReply::Result Endpoint::WaitFor(BusConnection& connection, PendingReply& reply) {
     if (IsDispatchingThread()) {
+        std::vector<Incoming> taken;
         while (!reply.IsComplete()) {
-            const int result = connection.TakeOut(m_backlog);
+            const int result = connection.TakeOut(taken);
+            m_turns.Add(taken);
             if (result < 0) {
                 return {result, strerror(-result), {}, {}};
             }

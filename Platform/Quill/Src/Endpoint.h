@@ -11,14 +11,16 @@
 #include "BusConnection.h"
 #include "CallbackGate.h"
 #include "Mutex.h"
+#include "SenderTurns.h"
 #include "TCServer.h"
 
 namespace Quill {
 
 // The works of a TCServer.
 //
-// One dispatching thread takes messages off the connection, decodes them and either queues each
-// with the task that IfTransferMessage names or delivers it itself. Deliveries keep the endpoint
+// One dispatching thread takes messages off the connection, ahead of their time, so that senders
+// can take turns; decodes them and either queues each with the task that IfTransferMessage names or
+// delivers it itself. Deliveries keep the endpoint
 // and their connection alive, so that both may outlast the TCServer; the gate keeps them from
 // calling into a server that has closed.
 //
@@ -69,7 +71,7 @@ private:
     void Run();
     bool Connect();
     void Disconnect(int error);
-    void WaitToConnect();
+    void ConnectAgain();
 
     void Act(Incoming incoming);
     bool WaitForMainLoop();
@@ -98,9 +100,10 @@ private:
     std::chrono::steady_clock::time_point m_opened; // by Open, ahead of the thread
 
     // The dispatching thread's own.
-    std::vector<Incoming> m_backlog;
+    SenderTurns m_turns;
     bool m_hasWaited = false; // for the main loop
     std::chrono::milliseconds m_pause = FIRST_PAUSE;
+    std::chrono::steady_clock::time_point m_nextTry; // to connect
     std::string m_trouble; // what has been told of the present outage; empty without one
 };
 

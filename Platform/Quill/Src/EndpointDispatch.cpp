@@ -65,29 +65,21 @@ void Endpoint::Run() {
             }
             connection = m_connection;
         }
+        int result = 0;
         if (connection == nullptr) {
-            WaitToConnect();
-            continue;
-        }
-        const int result = connection->TakeOut(taken);
-        for (Incoming& incoming : taken) {
-            Act(std::move(incoming));
-        }
-        taken.clear();
-        // A callback that waited for a reply has left here what came meanwhile, ahead of what is
-        // still to be taken out. So may one of these.
-        const bool hasWaited = !m_backlog.empty();
-        while (!m_backlog.empty()) {
-            for (Incoming& incoming : std::exchange(m_backlog, {})) {
-                Act(std::move(incoming));
+            ConnectAgain();
+        } else {
+            result = connection->TakeOut(taken, m_turns.HasRoom());
+            m_turns.Add(taken);
+            if (result < 0) {
+                Disconnect(result);
             }
         }
-        if (hasWaited) {
-            continue;
-        }
-        if (result < 0) {
-            Disconnect(result);
-        } else if (result == 0) {
+        // One at a time: behind each there may be a newcomer, which goes ahead of the others.
+        const bool isHeldUp = connection != nullptr && connection->IsHeldUp();
+        if (!m_turns.IsEmpty() && !isHeldUp) {
+            Act(m_turns.TakeNext());
+        } else if (connection != nullptr && result == 0) {
             connection->WaitForWork();
         }
     }
@@ -164,20 +156,24 @@ void Endpoint::Disconnect(int error) {
         connection = std::move(m_connection);
     }
     connection->Close();
+    m_nextTry = std::chrono::steady_clock::now() + m_pause;
 }
 
-void Endpoint::WaitToConnect() {
-    const auto until = std::chrono::steady_clock::now() + m_pause;
-    {
+// When it is time, for which it waits unless there is something to do meanwhile.
+void Endpoint::ConnectAgain() {
+    if (m_turns.IsEmpty()) {
         const MutexLock lock(m_mutex);
-        while (!m_closing && m_closingChanged.WaitUntil(m_mutex, until)) {
+        while (!m_closing && m_closingChanged.WaitUntil(m_mutex, m_nextTry)) {
         }
         if (m_closing) {
             return;
         }
+    } else if (std::chrono::steady_clock::now() < m_nextTry) {
+        return;
     }
     m_pause = std::min(m_pause * 2, LONGEST_PAUSE);
     Connect();
+    m_nextTry = std::chrono::steady_clock::now() + m_pause;
 }
 
 // Only a payload that is an object, or none, goes on from here.

@@ -1,16 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include "Caller.h"
+#include "DeathTest.h"
 #include "Gate.h"
 #include "PrivateBus.h"
+#include "ProcessUse.h"
+#include "RawClient.h"
 #include "TestServer.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -150,6 +157,82 @@ TEST_F(ServerClient, KeepsTheOrderWhereCallbackAfterCallbackWaits) {
     EXPECT_EQ(order, (std::vector<std::string>{"A", "B", "C", "D", "last"}));
 }
 
+// The bus is asked again behind each, for eight at a time.
+TEST_F(ServerClient, LetsNobodysManyCallsHoldUpAnothersOne) {
+    constexpr int MANY = 100;
+    Gate inside;
+    Gate haveCome;
+    bool hasOtherCome = false;
+    std::vector<std::string> order;
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char*) {
+        hasOtherCome = hasOtherCome || message->subject == "other";
+        if (!hasOtherCome) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        order.push_back(message->subject);
+        inside.Open();
+        EXPECT_TRUE(haveCome.Wait());
+    };
+    RawClient busy;
+    RawClient other;
+    busy.Send("test.Server", "0", "");
+    ASSERT_TRUE(inside.Wait());
+    for (int count = 1; count < MANY; ++count) {
+        if (count == MANY / 2) {
+            busy.RequestName("test.Busy"); // it stays the same sender
+        }
+        busy.Send("test.Server", std::to_string(count), "");
+    }
+    EXPECT_TRUE(busy.NameHasOwner("test.Server")); // the bus has them
+    other.Send("test.Server", "other", "");
+    EXPECT_TRUE(other.NameHasOwner("test.Server"));
+    haveCome.Open();
+    EXPECT_EQ(busy.Call("test.Server", "last", "").error, "");
+    ASSERT_EQ(order.size(), MANY + 2U);
+    const auto others = std::find(order.begin(), order.end(), "other");
+    EXPECT_LT(others - order.begin(), MANY * 3 / 4);
+    order.erase(others);
+    order.pop_back();
+    for (int count = 0; count < MANY; ++count) {
+        EXPECT_EQ(order[static_cast<std::size_t>(count)], std::to_string(count));
+    }
+}
+
+TEST_F(ServerClient, LeavesWithTheBusWhatItHasNoRoomFor) {
+    constexpr int CALLS = 2400;
+    constexpr int ACTED_ON = 300;
+    constexpr std::size_t LARGE = 16UL << 10;
+    Gate enough;
+    Gate end;
+    std::atomic<int> calls{0};
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        if (calls < ACTED_ON) { // behind each of them eight more might be taken off
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        if (++calls == ACTED_ON) {
+            enough.Open();
+            end.Wait();
+        }
+    };
+    RawClient busy;
+    const std::size_t before = AnonymousMemory(getpid());
+    std::thread writing([&busy] {
+        const std::string payload = R"({"a":")" + std::string(LARGE, 'x') + "\"}";
+        for (int call = 0; call < CALLS; ++call) {
+            busy.Send("test.Server", "", payload);
+        }
+    });
+    EXPECT_TRUE(enough.Wait());
+    const std::size_t more = AnonymousMemory(getpid()) - before;
+    end.Open();
+    writing.join();
+    EXPECT_TRUE(WaitUntil([&] { return calls == CALLS; }));
+    server.CloseDBusServer(); // the last callback has returned then
+    if (!UNDER_SANITIZER) { // which keep what is freed
+        EXPECT_LT(more, 20UL << 20);
+    }
+}
+
 TEST_F(ServerClient, KnowsThatItWasTheBusThatEndedAheadOfTheAnswer) {
     Gate inside;
     Gate finish;
@@ -165,6 +248,7 @@ TEST_F(ServerClient, KnowsThatItWasTheBusThatEndedAheadOfTheAnswer) {
     bus.Kill();
     EXPECT_EQ(calling.Join(), -ENOTCONN);
     finish.Open();
+    server.CloseDBusServer(); // the callback has returned then
 }
 
 TEST_F(ServerClient, HasNoConnectionAfterItIsClosed) {

@@ -171,6 +171,45 @@ TEST_F(ServerLife, KeepsASubscriptionThatIsUnderWayWhenTheBusEnds) {
     }));
 }
 
+// The last call is another's, which goes ahead: the others have been taken off by then.
+TEST_F(ServerLife, ActsOnWhatItHasTakenOffABusThatHasGoneMeanwhile) {
+    constexpr int CALLS = 100;
+    Gate inside;
+    Gate haveCome;
+    std::atomic<int> calls{0};
+    std::atomic<bool> isGone{false};
+    server.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char*) {
+        inside.Open();
+        haveCome.Wait();
+        if (message->subject == "other") {
+            bus.Kill();
+            isGone = true;
+        } else if (!isGone) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        ++calls;
+    };
+    server.CreateDBusServer();
+    {
+        RawClient client;
+        RawClient other;
+        client.Send("test.Server", "", "");
+        ASSERT_TRUE(inside.Wait());
+        for (int call = 1; call < CALLS; ++call) {
+            client.Send("test.Server", "", "");
+        }
+        EXPECT_TRUE(client.NameHasOwner("test.Server")); // the bus has them
+        other.Send("test.Server", "other", "");
+        EXPECT_TRUE(other.NameHasOwner("test.Server"));
+    }
+    haveCome.Open();
+    EXPECT_TRUE(WaitUntil([&] { return calls == CALLS + 1; }));
+    bus.Start();
+    RawClient client;
+    EXPECT_TRUE(WaitUntil([&] { return client.Call("test.Server", "", "").error.empty(); }));
+    server.CloseDBusServer(); // the last callback has returned then
+}
+
 // The third call is taken off the bus while the second one's callback waits, and the second while
 // the first one's does.
 TEST_F(ServerLife, DeliversNothingOfItsFormerLifeWhenItIsCreatedAgain) {

@@ -126,6 +126,36 @@ TEST_F(ServerStall, IsntWhatALongCallbackLeavesBehind) {
     EXPECT_EQ(LogCapture::Count(DLOG_WARN, LOST), 0);
 }
 
+// Calls that were taken out ahead of their time are acted on when their answers can be written.
+TEST_F(ServerStall, ActsOnNothingMoreWhereTooMuchWaitsToBeWritten) {
+    constexpr int CALLS = 300;
+    constexpr int MOST = 100; // 8 MiB in the socket, as many in the queue, and some
+    Gate inside;
+    Gate haveCome;
+    std::atomic<int> calls{0};
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage* reply, const char*) {
+        ++calls;
+        inside.Open();
+        haveCome.Wait();
+        reply->payload["a"] = std::string(4 * LARGE, 'x');
+    };
+    ASSERT_TRUE(server.CreateDBusServer());
+    BusSocket deaf;
+    for (int call = 0; call < CALLS; ++call) {
+        ASSERT_TRUE(deaf.Write(deaf.Call("test.Server", "", "{}")));
+    }
+    ASSERT_TRUE(inside.Wait());
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // for the others to come
+    bus.Pause();
+    haveCome.Open();
+    std::this_thread::sleep_for(std::chrono::seconds(1)); // for those that may be answered
+    EXPECT_LT(calls, MOST);
+    deaf.Shutdown();
+    bus.Continue();
+    EXPECT_TRUE(WaitUntil([&] { return calls == CALLS; }));
+    server.CloseDBusServer(); // the last callback has returned then
+}
+
 // What sd-bus answers by itself fills the socket too.
 TEST_F(ServerStall, IsLostWhereNothingIsReadOfWhatItIsAskedAboutItself) {
     ASSERT_TRUE(server.CreateDBusServer());
