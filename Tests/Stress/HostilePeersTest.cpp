@@ -228,7 +228,7 @@ TEST_F(HostilePeers, ThatFloodTheDaemonWithCallsAndSignalsLeaveEveryHonestCallAn
         });
     }
     EXPECT_TRUE(daemon.WaitForLog(R"("flood" : 2)", 100));
-    callTimes(25 * TIMES, "in the flood");
+    callTimes(50 * TIMES, "in the flood");
     isEnough = true;
     for (std::thread& flood : floods) {
         flood.join();

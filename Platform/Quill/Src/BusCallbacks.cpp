@@ -6,6 +6,7 @@
 #include "BusRecords.h"
 
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "QuillLog.h"
@@ -31,9 +32,15 @@ int CodeOf(const sd_bus_error& error) {
 
 } // namespace
 
-Incoming BusConnection::MakeIncoming(Incoming::Kind kind, sd_bus_message* message) {
+Incoming BusConnection::MakeIncoming(Incoming::Kind kind, sd_bus_message* message,
+                                     const char* subject, const char* payload) {
     Incoming incoming;
     incoming.kind = kind;
+    incoming.subject = subject;
+    incoming.payload = payload;
+    const char* const path = sd_bus_message_get_path(message); // as long as its sender likes
+    incoming.size =
+        (path == nullptr ? 0 : std::strlen(path)) + std::strlen(subject) + incoming.payload.size();
     incoming.message = BusMessage(shared_from_this(), sd_bus_message_ref(message));
     const char* sender = sd_bus_message_get_sender(message);
     if (sender != nullptr) {
@@ -52,10 +59,8 @@ int BusConnection::Callbacks::OnCall(sd_bus_message* message, void* self,
         return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS,
                                 "the arguments are not two strings of valid UTF-8");
     }
-    Incoming incoming = connection->MakeIncoming(Incoming::Kind::CALL, message);
-    incoming.subject = subject;
-    incoming.payload = payload;
-    connection->m_out->push_back(std::move(incoming));
+    connection->m_out->push_back(
+        connection->MakeIncoming(Incoming::Kind::CALL, message, subject, payload));
     return 1;
 }
 
@@ -65,7 +70,8 @@ int BusConnection::Callbacks::OnSignal(sd_bus_message* message, void* match,
     const char* name = nullptr;
     const char* subject = nullptr;
     const char* payload = nullptr;
-    if (sd_bus_message_rewind(message, 1) < 0 ||
+    if (sd_bus_message_has_signature(message, "sss") <= 0 ||
+        sd_bus_message_rewind(message, 1) < 0 ||
         sd_bus_message_read(message, "sss", &name, &subject, &payload) < 0) {
         QUILL_LOGD("a signal %s from %s has other arguments than three strings: dropped",
                    sd_bus_message_get_member(message), sd_bus_message_get_sender(message));
@@ -80,10 +86,10 @@ int BusConnection::Callbacks::OnSignal(sd_bus_message* message, void* match,
                         : name != wanted.signal) {
         return 0;
     }
-    Incoming incoming = matched.connection->MakeIncoming(Incoming::Kind::SIGNAL, message);
-    incoming.subject = subject;
-    incoming.payload = payload;
+    Incoming incoming =
+        matched.connection->MakeIncoming(Incoming::Kind::SIGNAL, message, subject, payload);
     incoming.signal = name;
+    incoming.size += std::strlen(name);
     incoming.subscription = matched.subscription;
     matched.connection->m_out->push_back(std::move(incoming));
     return 0; // other subscriptions may match too
@@ -93,8 +99,8 @@ int BusConnection::Callbacks::OnReply(sd_bus_message* message, void* call,
                                       sd_bus_error* /*error*/) NO_THREAD_SAFETY_ANALYSIS {
     auto* const answered = static_cast<OutgoingCall*>(call);
     BusConnection* const connection = answered->connection;
-    const char* subject = nullptr;
-    const char* payload = nullptr;
+    const char* subject = "";
+    const char* payload = "";
     PendingReply::Result result;
     if (const sd_bus_error* failure = sd_bus_message_get_error(message); failure != nullptr) {
         result.error = CodeOf(*failure);
@@ -105,16 +111,15 @@ int BusConnection::Callbacks::OnReply(sd_bus_message* message, void* call,
         if (sd_bus_is_open(connection->m_bus) <= 0) { // sd-bus's own words, at its end
             result.error = -ENOTCONN;
         }
-    } else if (answered->hasText && sd_bus_message_read(message, "ss", &subject, &payload) < 0) {
+    } else if (answered->hasText && (sd_bus_message_has_signature(message, "ss") <= 0 ||
+                                     sd_bus_message_read(message, "ss", &subject, &payload) < 0)) {
         result.error = -EBADMSG;
         result.text = "the reply isn't two strings";
     }
     if (answered->reply == nullptr) {
         if (result.error == 0) {
-            Incoming incoming = connection->MakeIncoming(Incoming::Kind::REPLY, message);
-            incoming.subject = subject;
-            incoming.payload = payload;
-            connection->m_out->push_back(std::move(incoming));
+            connection->m_out->push_back(
+                connection->MakeIncoming(Incoming::Kind::REPLY, message, subject, payload));
         } else {
             QUILL_LOGW("a call that nobody waits for failed: %s", result.text.c_str());
         }

@@ -28,13 +28,10 @@ using marrow::base::MutexLock;
 
 namespace {
 
-// Messages that one TakeOut collects in a burst. Enough to share the lock's cost, few enough that
-// the first one doesn't wait for the last.
-constexpr std::size_t LARGEST_BATCH = 8;
-constexpr std::size_t MOST_TURNS = 4 * LARGEST_BATCH;
 // Text that may wait to be written before no more messages are taken out.
 constexpr std::size_t MOST_UNWRITTEN = 8U << 20;
-constexpr std::uint64_t LONGEST_QUEUE = 8192; // messages, whatever they hold
+constexpr std::size_t MOST_TAKEN_OUT = 1U << 20; // bytes, with which a TakeOut ends
+constexpr std::uint64_t LONGEST_QUEUE = 8192;    // messages, whatever they hold
 // Microseconds.
 constexpr std::uint64_t LONGEST_STALL = 5000000;
 constexpr std::uint64_t LOOK_INTERVAL = 500000;
@@ -279,12 +276,12 @@ void BusConnection::Unsubscribe(const Subscription* subscription) {
     NoteOutput(0);
 }
 
-int BusConnection::TakeOut(std::vector<Incoming>& out, bool hasRoom) {
+int BusConnection::TakeOut(std::vector<Incoming>& out, std::size_t most) {
     const Holder holder(*this);
-    return Process(out, hasRoom);
+    return Process(out, most);
 }
 
-int BusConnection::Process(std::vector<Incoming>& out, bool hasRoom) {
+int BusConnection::Process(std::vector<Incoming>& out, std::size_t most) {
     if (!LookWhetherBusReads()) {
         m_isHeldUp = false;
         return -ETIMEDOUT;
@@ -298,30 +295,33 @@ int BusConnection::Process(std::vector<Incoming>& out, bool hasRoom) {
     } else {
         WatchWhetherBusReads(); // of what sd-bus answers by itself, nobody else does
     }
-    const bool tooMuch = m_unwritten > MOST_UNWRITTEN || HasLongQueue();
+    // A connection that has just ended keeps its queue, and has nothing to write any more.
+    const bool tooMuch = hasOutput && (m_unwritten > MOST_UNWRITTEN || HasLongQueue());
     m_isHeldUp = tooMuch;
     if (tooMuch && !writes) {
         PrepareToWait(true);
         return 0;
     }
-    if (!hasRoom && !writes) {
+    if (most == 0 && !writes) {
         return 1;
     }
     const std::size_t before = out.size();
-    const std::size_t full = before + m_batch;
+    const std::size_t full = before + std::max<std::size_t>(most, 1);
     // Each turn writes all it can, or reads or dispatches one message; the bound keeps sending
     // threads from waiting on a busy connection.
-    const std::size_t turns = tooMuch || !hasRoom ? 1 : MOST_TURNS;
+    const std::size_t turns = tooMuch || most == 0 ? 1 : 4 * most;
     m_out = &out;
     int result = 1;
-    for (std::size_t turn = 0; result > 0 && out.size() < full && turn < turns; ++turn) {
+    std::size_t size = 0;
+    for (std::size_t turn = 0;
+         result > 0 && out.size() < full && turn < turns && size < MOST_TAKEN_OUT; ++turn) {
+        const std::size_t known = out.size();
         result = sd_bus_process(m_bus, nullptr);
         WriteReplies();
+        size += out.size() > known ? out.back().size : 0;
     }
     m_out = nullptr;
     m_isTidy = m_isTidy && out.size() == before;
-    // A message that comes alone is acted on before the bus is asked for a next one.
-    m_batch = result == 0 ? 1 : std::min(2 * m_batch, LARGEST_BATCH);
     if (result == 0) {
         PrepareToWait(false);
     }

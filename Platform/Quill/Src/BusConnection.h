@@ -55,7 +55,8 @@ struct Incoming {
     std::string sender;    ///< as callbacks get it
     const char* subject = "";
     std::string_view payload;
-    const char* signal = nullptr;                     ///< of a signal: its exact name
+    const char* signal = nullptr; ///< of a signal: its exact name
+    std::size_t size = 0;         ///< bytes, but for what is small in each message
     std::shared_ptr<const Subscription> subscription; ///< of a signal
 };
 
@@ -101,10 +102,11 @@ public:
     int Subscribe(std::shared_ptr<const Subscription> subscription);
     void Unsubscribe(const Subscription* subscription);
 
-    /// Appends messages to `out`, unless there is no room for any, when it only writes. Returns 1
-    /// when there may be more, 0 when there is nothing more now, or a negative errno value when the
-    /// connection is gone: -ETIMEDOUT where the bus takes nothing any more.
-    int TakeOut(std::vector<Incoming>& out, bool hasRoom = true);
+    /// Appends about `most` messages to `out`, fewer large ones. With none it only writes, but for
+    /// a message beside each part of one that the bus takes. Returns 1 when there may be more, 0
+    /// when there is nothing more now, or a negative errno value when the connection is gone:
+    /// -ETIMEDOUT where the bus takes nothing any more.
+    int TakeOut(std::vector<Incoming>& out, std::size_t most);
     /// Whether so much waits to be written that nothing should be acted on before a later TakeOut,
     /// as the last one found.
     bool IsHeldUp() const { return m_isHeldUp; }
@@ -147,7 +149,7 @@ public:
 
 private:
     static int OpenSystemBus(sd_bus*& bus);
-    int Process(std::vector<Incoming>& out, bool hasRoom) REQUIRES(m_mutex);
+    int Process(std::vector<Incoming>& out, std::size_t most) REQUIRES(m_mutex);
     bool LookWhetherBusReads() REQUIRES(m_mutex);
     bool WatchWhetherBusReads() REQUIRES(m_mutex);
     bool HasLongQueue() REQUIRES(m_mutex);
@@ -159,7 +161,8 @@ private:
     void FollowForeignName(const std::string& name) REQUIRES(m_mutex);
     SenderNames& NamesLike(std::string_view name) REQUIRES(m_mutex);
     bool IsFrom(const char* sender, std::string_view name) REQUIRES(m_mutex);
-    Incoming MakeIncoming(Incoming::Kind kind, sd_bus_message* message) REQUIRES(m_mutex);
+    Incoming MakeIncoming(Incoming::Kind kind, sd_bus_message* message, const char* subject,
+                          const char* payload) REQUIRES(m_mutex);
     void Enqueue(WaitingReply reply) EXCLUDES(m_mutex);
     void WriteReplies() REQUIRES(m_mutex);
     void WriteRepliesUnlessBusy() EXCLUDES(m_mutex);
@@ -185,7 +188,6 @@ private:
     std::list<OutgoingCall> m_calls GUARDED_BY(m_mutex);
     bool m_callsAbandoned GUARDED_BY(m_mutex) = false;
     std::vector<Incoming>* m_out GUARDED_BY(m_mutex) = nullptr; // set inside TakeOut only
-    std::size_t m_batch GUARDED_BY(m_mutex) = 1;                // from which a TakeOut ends
     std::size_t m_unwritten GUARDED_BY(m_mutex) = 0;            // bytes of text, about
     // Of what the bus hasn't read; in microseconds of the monotonic clock.
     bool m_mayBeUnread GUARDED_BY(m_mutex) = false;
@@ -199,10 +201,10 @@ private:
     std::vector<WaitingReply> m_repliesInHand GUARDED_BY(m_mutex); // empty outside WriteReplies
 
     // The dispatching thread's own: what to poll for, from TakeOut to WaitForWork.
-    bool m_isHeldUp = false;
     int m_pollDescriptor = -1;
     short m_pollEvents = 0;
     std::uint64_t m_pollDeadline = 0;
+    bool m_isHeldUp = false;
     bool m_isTidy = true; // since the last message has memory been given back
 };
 

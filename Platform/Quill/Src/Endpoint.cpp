@@ -245,7 +245,7 @@ PendingReply::Result Endpoint::WaitFor(BusConnection& connection, PendingReply& 
     if (IsDispatchingThread()) {
         std::vector<Incoming> taken;
         while (!reply.IsComplete()) {
-            const int result = connection.TakeOut(taken);
+            const int result = connection.TakeOut(taken, MOST_AT_ONCE);
             m_turns.Add(taken);
             if (result < 0) {
                 return {result, strerror(-result), {}, {}};

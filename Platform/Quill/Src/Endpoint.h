@@ -18,11 +18,11 @@ namespace Quill {
 
 // The works of a TCServer.
 //
-// One dispatching thread takes messages off the connection, ahead of their time, so that senders
-// can take turns; decodes them and either queues each with the task that IfTransferMessage names or
-// delivers it itself. Deliveries keep the endpoint
-// and their connection alive, so that both may outlast the TCServer; the gate keeps them from
-// calling into a server that has closed.
+// One dispatching thread takes messages off the connection, more of them than it acts on at once,
+// so that senders can take turns. It decodes the one whose turn it is and either queues it with the
+// task that IfTransferMessage names or delivers it itself. Deliveries keep the endpoint and their
+// connection alive, so that both may outlast the TCServer; the gate keeps them from calling into a
+// server that has closed.
 //
 // m_mutex guards what other threads ask for: the present connection and the list of subscriptions.
 // It is never held across a callback or a wait for the bus. When the connection breaks the
@@ -66,13 +66,19 @@ public:
 
 private:
     static constexpr std::chrono::milliseconds FIRST_PAUSE{50}; // ahead of the next connection
+    // Messages to take off the connection at a time. A few share the lock's cost, and the first
+    // doesn't wait for the last; with others waiting already the more the better.
+    static constexpr std::size_t FEW = 8;
+    static constexpr std::size_t MOST_AT_ONCE = 64;
 
     std::error_code StartThread() EXCLUDES(m_mutex);
     void Run();
+    int TakeOut(BusConnection& connection);
     bool Connect();
     void Disconnect(int error);
     void ConnectAgain();
 
+    void ActOnSome();
     void Act(Incoming incoming);
     bool WaitForMainLoop();
     void Deliver(Incoming incoming, TCMessage message);
@@ -101,6 +107,8 @@ private:
 
     // The dispatching thread's own.
     SenderTurns m_turns;
+    std::vector<Incoming> m_taken; // on the way there
+    std::size_t m_few = 1;    // a message that comes alone is acted on before there is another look
     bool m_hasWaited = false; // for the main loop
     std::chrono::milliseconds m_pause = FIRST_PAUSE;
     std::chrono::steady_clock::time_point m_nextTry; // to connect

@@ -26,6 +26,7 @@ using marrow::base::MutexLock;
 namespace {
 
 constexpr std::chrono::milliseconds LONGEST_PAUSE{1000};
+constexpr std::chrono::microseconds LONGEST_ACTING{50}; // ahead of the next look at the bus
 constexpr const char* INVALID_ARGS = "org.freedesktop.DBus.Error.InvalidArgs";
 
 // The endpoint in whose callback this thread is.
@@ -55,7 +56,6 @@ bool Endpoint::IsDispatchingThread() const {
 void Endpoint::Run() {
     pthread_setname_np(pthread_self(), "quill-dispatch");
     t_endpointOfThread = this;
-    std::vector<Incoming> taken;
     while (true) {
         std::shared_ptr<BusConnection> connection;
         {
@@ -69,20 +69,38 @@ void Endpoint::Run() {
         if (connection == nullptr) {
             ConnectAgain();
         } else {
-            result = connection->TakeOut(taken, m_turns.HasRoom());
-            m_turns.Add(taken);
+            result = TakeOut(*connection);
             if (result < 0) {
                 Disconnect(result);
             }
         }
-        // One at a time: behind each there may be a newcomer, which goes ahead of the others.
         const bool isHeldUp = connection != nullptr && connection->IsHeldUp();
         if (!m_turns.IsEmpty() && !isHeldUp) {
-            Act(m_turns.TakeNext());
+            ActOnSome();
         } else if (connection != nullptr && result == 0) {
             connection->WaitForWork();
         }
     }
+}
+
+int Endpoint::TakeOut(BusConnection& connection) {
+    std::size_t most = m_turns.IsEmpty() ? m_few : MOST_AT_ONCE;
+    if (!m_turns.HasRoom()) {
+        most = 0;
+    }
+    const int result = connection.TakeOut(m_taken, most);
+    m_turns.Add(m_taken);
+    m_few = result == 0 ? 1 : std::min(2 * m_few, FEW);
+    return result;
+}
+
+// Behind each of them there may be a newcomer on the bus, which goes ahead of the others; but a
+// look there costs as much as many a message.
+void Endpoint::ActOnSome() {
+    const auto begin = std::chrono::steady_clock::now();
+    do {
+        Act(m_turns.TakeNext());
+    } while (!m_turns.IsEmpty() && std::chrono::steady_clock::now() < begin + LONGEST_ACTING);
 }
 
 // Connects, takes the name and the subscriptions. On failure it says why, once while that stays

@@ -12,7 +12,7 @@ void SenderTurns::Add(std::vector<Incoming>& taken) {
             m_newcomers.push_back(line);
         }
         ++m_count;
-        m_text += incoming.payload.size();
+        m_size += incoming.size;
         line->second.push_back(std::move(incoming));
     }
     taken.clear();
@@ -26,7 +26,7 @@ Incoming SenderTurns::TakeNext() {
     Incoming next = std::move(line->second.front());
     line->second.pop_front();
     --m_count;
-    m_text -= next.payload.size();
+    m_size -= next.size;
     if (line->second.empty()) {
         m_lines.erase(line);
     } else {

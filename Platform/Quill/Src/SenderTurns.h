@@ -23,9 +23,9 @@ namespace Quill {
 class SenderTurns {
 public:
     bool IsEmpty() const { return m_count == 0; }
-    /// Whether more should be taken off the bus. With much text waiting it is better kept there,
-    /// where senders feel it.
-    bool HasRoom() const { return m_count < MOST_MESSAGES && m_text < MOST_TEXT; }
+    /// Whether more should be taken off the bus. Too much is better kept there, where senders feel
+    /// it.
+    bool HasRoom() const { return m_count < MOST_MESSAGES && m_size < MOST_BYTES; }
 
     /// Moves all of them here.
     void Add(std::vector<Incoming>& taken);
@@ -35,7 +35,7 @@ public:
 
 private:
     static constexpr std::size_t MOST_MESSAGES = 4096;
-    static constexpr std::size_t MOST_TEXT = 8U << 20; // bytes of payload
+    static constexpr std::size_t MOST_BYTES = 8U << 20;
 
     using Lines = std::map<std::string, std::list<Incoming>, std::less<>>; // none is empty
 
@@ -44,7 +44,7 @@ private:
     std::deque<Lines::iterator> m_others; // have had a turn
     bool m_wasNewcomer = false;
     std::size_t m_count = 0;
-    std::size_t m_text = 0;
+    std::size_t m_size = 0; // bytes
 };
 
 } // namespace Quill

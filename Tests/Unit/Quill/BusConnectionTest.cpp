@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "BusConnection.h"
@@ -31,7 +33,7 @@ protected:
 
     // Until nothing more is there now.
     void TakeOutAll() {
-        while (connection->TakeOut(taken) > 0) {
+        while (connection->TakeOut(taken, 8) > 0) {
         }
     }
 
@@ -46,7 +48,7 @@ TEST_F(BusConnectionTest, TakesNothingOutWhereThereIsNoRoom) {
     RawClient client;
     client.Send("test.Server", "subject", "{}");
     std::this_thread::sleep_for(std::chrono::milliseconds(100)); // for it to come
-    EXPECT_EQ(connection->TakeOut(taken, false), 1);
+    EXPECT_EQ(connection->TakeOut(taken, 0), 1);
     EXPECT_TRUE(taken.empty());
     EXPECT_TRUE(WaitUntil([this] {
         TakeOutAll();
@@ -55,6 +57,26 @@ TEST_F(BusConnectionTest, TakesNothingOutWhereThereIsNoRoom) {
     ASSERT_EQ(taken.size(), 1U);
     EXPECT_STREQ(taken[0].subject, "subject");
     EXPECT_EQ(taken[0].peer, client.UniqueName());
+}
+
+TEST_F(BusConnectionTest, TakesFewerLargeMessagesOutAtATime) {
+    TakeOutAll();
+    std::thread sending([] {
+        RawClient client;
+        for (int count = 0; count < 30; ++count) {
+            client.Send("test.Server", std::string(100000, 'x'), "{}");
+        }
+    });
+    std::size_t most = 0;
+    std::size_t all = 0;
+    EXPECT_TRUE(WaitUntil([&] {
+        connection->TakeOut(taken, 64);
+        most = std::max(most, taken.size());
+        all += std::exchange(taken, {}).size();
+        return all == 30;
+    }));
+    sending.join();
+    EXPECT_LE(most, 11U); // a mebibyte
 }
 
 // More than the socket holds, which sd-bus asks for 8 MiB.
@@ -74,7 +96,7 @@ TEST_F(BusConnectionTest, WritesWhereThereIsNoRoomForWhatComes) {
     std::atomic<bool> isHeard{false};
     std::thread writing([this, &isHeard] {
         while (!isHeard) {
-            EXPECT_GE(connection->TakeOut(taken, false), 0);
+            EXPECT_GE(connection->TakeOut(taken, 0), 0);
         }
     });
     int heard = 0;

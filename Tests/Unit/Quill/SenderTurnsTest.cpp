@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "SenderTurns.h"
@@ -12,13 +12,15 @@ namespace {
 using Quill::Incoming;
 using Quill::SenderTurns;
 
+constexpr std::size_t HALF = 4UL << 20; // of the bytes for which there is room
+
 class SenderTurnsTest : public testing::Test {
 protected:
-    void Add(const char* peer, const char* subject, std::string_view payload = {}) {
+    void Add(const char* peer, const char* subject, std::size_t size = 0) {
         Incoming incoming;
         incoming.peer = peer;
         incoming.subject = subject;
-        incoming.payload = payload;
+        incoming.size = size;
         std::vector<Incoming> taken;
         taken.push_back(std::move(incoming));
         turns.Add(taken);
@@ -79,7 +81,7 @@ TEST_F(SenderTurnsTest, LetNoTwoNewcomersInARowGoAheadOfOthers) {
     EXPECT_EQ(TakeAll(), "new new");
 }
 
-TEST_F(SenderTurnsTest, HaveRoomForFourThousandMessagesAndForEightMebibytesOfPayload) {
+TEST_F(SenderTurnsTest, HaveRoomForFourThousandMessagesAndForEightMebibytes) {
     for (int count = 0; count < 4096; ++count) {
         EXPECT_TRUE(turns.HasRoom());
         Add(":1.1", "");
@@ -87,21 +89,19 @@ TEST_F(SenderTurnsTest, HaveRoomForFourThousandMessagesAndForEightMebibytesOfPay
     EXPECT_FALSE(turns.HasRoom());
     TakeNext();
     EXPECT_TRUE(turns.HasRoom());
-    const std::string payload(4UL << 20, 'x');
-    Add(":1.2", "", payload);
+    Add(":1.2", "", HALF);
     EXPECT_FALSE(turns.HasRoom());
     TakeAll();
-    Add(":1.2", "", payload);
+    Add(":1.2", "", HALF);
     EXPECT_TRUE(turns.HasRoom());
-    Add(":1.3", "", payload);
+    Add(":1.3", "", HALF);
     EXPECT_FALSE(turns.HasRoom());
     TakeNext();
     EXPECT_TRUE(turns.HasRoom());
 }
 
 TEST_F(SenderTurnsTest, ForgetEverythingWhenTheyAreCleared) {
-    const std::string payload(8UL << 20, 'x');
-    Add(":1.1", "a", payload);
+    Add(":1.1", "a", 2 * HALF);
     turns.Clear();
     EXPECT_TRUE(turns.IsEmpty());
     EXPECT_TRUE(turns.HasRoom());

@@ -113,6 +113,7 @@ TEST_F(ServerBadInput, DropsSignalsThatAreMalformed) {
     client.SendSignal("news", {});
     client.SendSignal("news", {"news"});
     client.SendSignal("news", {"news", "subject"});
+    client.SendSignal("news", {"news", "subject", "{}", "more"});
     client.SendSignal("news", {"news", "subject", "{"});
     client.SendSignal("news", {"news", "subject", "[]"});
     client.SendSignal("news", {"other", "subject", "{}"});

@@ -91,6 +91,21 @@ TEST_F(ServerStall, LosesNothingWhereTheBusGoesOnInTime) {
     EXPECT_EQ(LogCapture::Count(DLOG_WARN, LOST), 0);
 }
 
+// With so much queued, small as it is, that nothing more is taken out.
+TEST_F(ServerStall, IsLostWithABusThatEndsWhileItHangs) {
+    ASSERT_TRUE(server.CreateDBusServer());
+    bus.Pause();
+    const TCMessage message;
+    for (int count = 0; count < 60000; ++count) {
+        EXPECT_EQ(TestServer::SendSignal("test.Server", "Small", &message), 0);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // for a look at that
+    bus.Kill();
+    bus.Start();
+    EXPECT_TRUE(LogCapture::WaitFor(DLOG_WARN, BACK));
+    ExpectAnswer();
+}
+
 TEST_F(ServerStall, ClosesThoughTheBusHangs) {
     ASSERT_TRUE(server.CreateDBusServer());
     bus.Pause();
@@ -129,7 +144,7 @@ TEST_F(ServerStall, IsntWhatALongCallbackLeavesBehind) {
 // Calls that were taken out ahead of their time are acted on when their answers can be written.
 TEST_F(ServerStall, ActsOnNothingMoreWhereTooMuchWaitsToBeWritten) {
     constexpr int CALLS = 300;
-    constexpr int MOST = 100; // 8 MiB in the socket, as many in the queue, and some
+    constexpr int MOST = 150; // 16 MiB in the socket, 8 in the queue, and some
     Gate inside;
     Gate haveCome;
     std::atomic<int> calls{0};
@@ -144,8 +159,10 @@ TEST_F(ServerStall, ActsOnNothingMoreWhereTooMuchWaitsToBeWritten) {
     for (int call = 0; call < CALLS; ++call) {
         ASSERT_TRUE(deaf.Write(deaf.Call("test.Server", "", "{}")));
     }
+    ASSERT_TRUE(deaf.Write(deaf.Introspect("org.freedesktop.DBus")));
+    ASSERT_TRUE(deaf.WaitForInput()); // the bus has them all
     ASSERT_TRUE(inside.Wait());
-    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // for the others to come
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // for it to hand them over
     bus.Pause();
     haveCome.Open();
     std::this_thread::sleep_for(std::chrono::seconds(1)); // for those that may be answered
