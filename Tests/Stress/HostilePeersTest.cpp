@@ -91,6 +91,16 @@ protected:
 
     int Calls() const { return CountOf(daemon.Log(), CALLING); }
 
+    // For as long as more of them come: how fast they do is the machine's affair.
+    void ExpectCalls(int count) const {
+        int before = -1;
+        for (int now = Calls(); now > before && now < count; now = Calls()) {
+            before = now;
+            daemon.WaitForLog(CALLING, std::min(count, now + 50));
+        }
+        EXPECT_GE(Calls(), count);
+    }
+
     // Has somebody call the service and waits until it is at work on that.
     void Occupy(Peer& client) const {
         const int calls = Calls();
@@ -247,7 +257,7 @@ TEST_F(HostilePeers, ThatComeAndGoLeaveNothingBehind) {
         fleeting.RequestName("marrow.ser.client.PID_" + std::to_string(client));
         fleeting.Send(ROUTER, "probe", payload);
     }
-    EXPECT_TRUE(daemon.WaitForLog(CALLING, calls + 334 * TIMES));
+    ExpectCalls(calls + 334 * TIMES);
     ExpectNothingLeft();
 }
 
@@ -286,7 +296,7 @@ TEST_F(HostilePeers, ThatHangUpRightAfterTheirCallAreForgotten) {
         PeerSocket client;
         ASSERT_TRUE(client.Write(client.Call(ROUTER, "probe", PayloadOf(SHARE))));
     }
-    EXPECT_TRUE(daemon.WaitForLog(CALLING, calls + 100 * TIMES));
+    ExpectCalls(calls + 100 * TIMES);
     ExpectNothingLeft();
 }
 
