@@ -286,6 +286,23 @@ int BusConnection::Process(std::vector<Incoming>& out, std::size_t most) {
         m_isHeldUp = false;
         return -ETIMEDOUT;
     }
+    const bool writes = LookWhetherItWrites();
+    if (m_isHeldUp && !writes) {
+        PrepareToWait(true);
+        return 0;
+    }
+    if (most == 0 && !writes) {
+        return 1;
+    }
+    const int result = ProcessSome(out, m_isHeldUp ? 0 : most);
+    if (result == 0) {
+        PrepareToWait(false);
+    }
+    return result;
+}
+
+// Whether there is something to write and room for it. It finds as well whether too much is left.
+bool BusConnection::LookWhetherItWrites() {
     const bool hasOutput = HasOutput();
     const bool writes = hasOutput && WaitForRoom(0);
     if (!hasOutput) {
@@ -296,20 +313,16 @@ int BusConnection::Process(std::vector<Incoming>& out, std::size_t most) {
         WatchWhetherBusReads(); // of what sd-bus answers by itself, nobody else does
     }
     // A connection that has just ended keeps its queue, and has nothing to write any more.
-    const bool tooMuch = hasOutput && (m_unwritten > MOST_UNWRITTEN || HasLongQueue());
-    m_isHeldUp = tooMuch;
-    if (tooMuch && !writes) {
-        PrepareToWait(true);
-        return 0;
-    }
-    if (most == 0 && !writes) {
-        return 1;
-    }
+    m_isHeldUp = hasOutput && (m_unwritten > MOST_UNWRITTEN || HasLongQueue());
+    return writes;
+}
+
+// Each turn writes all it can, or reads or dispatches one message; the bound keeps sending threads
+// from waiting on a busy connection.
+int BusConnection::ProcessSome(std::vector<Incoming>& out, std::size_t most) {
     const std::size_t before = out.size();
     const std::size_t full = before + std::max<std::size_t>(most, 1);
-    // Each turn writes all it can, or reads or dispatches one message; the bound keeps sending
-    // threads from waiting on a busy connection.
-    const std::size_t turns = tooMuch || most == 0 ? 1 : 4 * most;
+    const std::size_t turns = std::max<std::size_t>(4 * most, 1);
     m_out = &out;
     int result = 1;
     std::size_t size = 0;
@@ -322,9 +335,6 @@ int BusConnection::Process(std::vector<Incoming>& out, std::size_t most) {
     }
     m_out = nullptr;
     m_isTidy = m_isTidy && out.size() == before;
-    if (result == 0) {
-        PrepareToWait(false);
-    }
     return std::min(result, 1);
 }
 

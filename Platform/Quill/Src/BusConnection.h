@@ -150,6 +150,8 @@ public:
 private:
     static int OpenSystemBus(sd_bus*& bus);
     int Process(std::vector<Incoming>& out, std::size_t most) REQUIRES(m_mutex);
+    int ProcessSome(std::vector<Incoming>& out, std::size_t most) REQUIRES(m_mutex);
+    bool LookWhetherItWrites() REQUIRES(m_mutex);
     bool LookWhetherBusReads() REQUIRES(m_mutex);
     bool WatchWhetherBusReads() REQUIRES(m_mutex);
     bool HasLongQueue() REQUIRES(m_mutex);

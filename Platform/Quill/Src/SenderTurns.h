@@ -29,6 +29,8 @@ public:
 
     /// Moves all of them here.
     void Add(std::vector<Incoming>& taken);
+    /// Whether several senders have had a turn and have more to say.
+    bool AreManyInTurn() const { return m_others.size() > 1; }
     /// The message whose turn it is. Not of an empty one.
     Incoming TakeNext();
     void Clear();
@@ -37,7 +39,7 @@ private:
     static constexpr std::size_t MOST_MESSAGES = 4096;
     static constexpr std::size_t MOST_BYTES = 8U << 20;
 
-    using Lines = std::map<std::string, std::list<Incoming>, std::less<>>; // none is empty
+    using Lines = std::map<std::string, std::list<Incoming>>; // none is empty
 
     Lines m_lines;
     std::deque<Lines::iterator> m_newcomers;

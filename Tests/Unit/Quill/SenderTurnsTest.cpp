@@ -81,6 +81,20 @@ TEST_F(SenderTurnsTest, LetNoTwoNewcomersInARowGoAheadOfOthers) {
     EXPECT_EQ(TakeAll(), "new new");
 }
 
+TEST_F(SenderTurnsTest, TellWhetherSeveralHaveHadATurnAndHaveMoreToSay) {
+    for (const char* peer : {":1.1", ":1.1", ":1.1", ":1.2", ":1.2"}) {
+        EXPECT_FALSE(turns.AreManyInTurn());
+        Add(peer, "");
+    }
+    TakeNext();
+    EXPECT_FALSE(turns.AreManyInTurn()) << "the other one is new";
+    TakeNext();
+    TakeNext();
+    EXPECT_TRUE(turns.AreManyInTurn());
+    TakeNext();
+    EXPECT_FALSE(turns.AreManyInTurn()) << "one has said all";
+}
+
 TEST_F(SenderTurnsTest, HaveRoomForFourThousandMessagesAndForEightMebibytes) {
     for (int count = 0; count < 4096; ++count) {
         EXPECT_TRUE(turns.HasRoom());
