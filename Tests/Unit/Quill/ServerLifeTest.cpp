@@ -267,6 +267,22 @@ TEST_F(ServerLife, SaysSoWhenItsNameIsNoBusName) {
     EXPECT_EQ(LogCapture::CountBeginning(DLOG_ERROR, "endpoint 'not a name': "), 1);
 }
 
+TEST_F(ServerLife, SaysOnceThatTheBusRefusesItsNameAndGoesOnTrying) {
+    constexpr const char* BUS = "org.freedesktop.DBus";
+    TestServer refused(BUS);
+    EXPECT_FALSE(refused.CreateDBusServer());
+    const auto connections = [] { // so far
+        return std::stoi(RawClient().UniqueName().substr(std::string_view(":1.").size()));
+    };
+    const int before = connections();
+    int own = 1; // what asks is one itself
+    EXPECT_TRUE(WaitUntil([&] { return connections() - before - own++ >= 2; }));
+    EXPECT_EQ(LogCapture::CountBeginning(DLOG_ERROR, std::string("endpoint ") + BUS +
+                                                         ": the bus refuses the name " + BUS +
+                                                         ": Invalid argument; trying again"),
+              1);
+}
+
 TEST_F(ServerLife, WaitsInLineForANameThatSomebodyElseOwns) {
     auto first = std::make_unique<RawClient>();
     first->RequestName("test.Server");
