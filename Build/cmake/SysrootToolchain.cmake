@@ -17,6 +17,7 @@ if(HEARTHD_ARCHITECTURE STREQUAL "i386")
 elseif(HEARTHD_ARCHITECTURE STREQUAL "armhf")
     set(CMAKE_SYSTEM_PROCESSOR armv7l)
     set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+    set(CMAKE_CXX_FLAGS_INIT -Wno-psabi) # notes on how compilers before GCC 7 passed structures
     set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static)
     set(triplet arm-linux-gnueabihf)
     set(loader ld-linux-armhf.so.3)

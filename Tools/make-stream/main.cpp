@@ -57,12 +57,17 @@ std::optional<std::int64_t> ParseUtc(const std::string& text) {
     if (!stream || !(stream >> zone) || zone != "Z") {
         return std::nullopt;
     }
-    const std::tm asked = parts;
-    const std::time_t utc = timegm(&parts); // a 31st of April becomes another day
-    if (utc < 0 || parts.tm_mday != asked.tm_mday || parts.tm_min != asked.tm_min) {
+    // Not by time_t, which ends in January 2038 where it has 32 bits.
+    namespace chrono = std::chrono;
+    const chrono::year_month_day date =
+        chrono::year(parts.tm_year + 1900) / (parts.tm_mon + 1) / parts.tm_mday;
+    const chrono::sys_seconds utc = chrono::sys_days(date) + chrono::hours(parts.tm_hour) +
+                                    chrono::minutes(parts.tm_min) + chrono::seconds(parts.tm_sec);
+    const std::int64_t seconds = utc.time_since_epoch().count();
+    if (seconds < 0 || !date.ok() || parts.tm_sec > 59) {
         return std::nullopt;
     }
-    return utc;
+    return seconds;
 }
 
 // CLI11's Range takes "nan", which lies nowhere.

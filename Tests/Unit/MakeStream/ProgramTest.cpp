@@ -105,6 +105,14 @@ TEST(MakeStream, MayBeginAtMidnight) {
     EXPECT_EQ(RunWith({"-", "--seconds", "2", "--start", "2024-05-01T00:00:00Z"}).errors, "");
 }
 
+// Which is beyond what a time of 32 bits counts.
+TEST(MakeStream, MayBeginInTheLastWeekOfItsCalendar) {
+    const PacketReader reader =
+        Read(RunWith({"-", "--seconds", "1", "--start", "2038-04-14T12:00:00Z"}).output);
+    EXPECT_THAT(reader.SectionsOf(0x14).at(0).bytes,
+                ElementsAre(0x70, 0x70, 5, 0xFF, 0xF7, 0x12, 0x00, 0x00));
+}
+
 TEST(MakeStream, MakesTheSameStreamEachTime) {
     const std::vector<std::string> arguments{"-", "--seconds", "3", "--start", START};
     const std::string first = RunWith(arguments).output;
@@ -135,6 +143,8 @@ TEST(MakeStream, SaysWhatIsWrongWithItsArguments) {
     Fails({file.Path(), "--start", "2038-04-22T00:00:00Z"}, 2, "end in April 2038");
     Fails({file.Path(), "--seconds", "nan"}, 2, "not a number");
     Fails({file.Path(), "--start", "2024-04-31T00:00:00Z"}, 2, "not a time");
+    Fails({file.Path(), "--start", "2024-05-01T20:00:60Z"}, 2, "not a time");
+    Fails({file.Path(), "--start", "1969-12-31T23:59:59Z"}, 2, "not a time");
     Fails({file.Path(), "--start", "2024-05-01T20:00:00"}, 2, "not a time");
     Fails({file.Path(), "--loud"}, 2, "--loud");
     EXPECT_EQ(ReadFile(file.Path()), "");
