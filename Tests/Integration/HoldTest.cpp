@@ -84,6 +84,24 @@ TEST_F(HeldService, InACallHoldsUpTheOthersOnceASecondCallComesForIt) {
     EXPECT_EQ(Call("held", PAYLOAD), PAYLOAD);
 }
 
+// So does it for a service that is about to start.
+TEST_F(HeldService, InAStartHoldsUpTheOthersOnceACallComesForIt) {
+    daemon.AddService("held", {.library = "libheld.so", .launchType = 1});
+    StartAndWait();
+    ExpectProbeAnswers();
+    Hold("start");
+    Caller starting([this] { return Shell("status-start", "held"); });
+    ASSERT_TRUE(IsHeldIn("start"));
+    ExpectProbeAnswers();
+    RawClient other; // the fixture's waits for the shell
+    other.Send(ROUTER, "held", PAYLOAD);
+    EXPECT_NE(other.Call(ROUTER, "probe", PAYLOAD, std::chrono::seconds(1)).error, "");
+    LetGoOf("start");
+    EXPECT_EQ(starting.Join(), STARTED);
+    ExpectProbeAnswers();
+    EXPECT_EQ(Call("held", PAYLOAD), PAYLOAD);
+}
+
 TEST_F(HeldService, InAStopHoldsUpTheShellOnTheBusAloneUntilItComesLoose) {
     daemon.AddService("held", {.library = "libheld.so"});
     Hold("stop");
