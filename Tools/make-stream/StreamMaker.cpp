@@ -98,6 +98,10 @@ Bytes StreamMaker::Make(StreamTime duration) const {
     return bytes;
 }
 
+void StreamMaker::Try(StreamTime duration) const {
+    Muxer(*this, duration).Run([](const Bytes&) {});
+}
+
 void StreamMaker::Write(std::ostream& stream, StreamTime duration) const {
     Muxer(*this, duration).Run([&stream](const Bytes& bytes) {
         const std::string text(bytes.begin(), bytes.end());

@@ -90,8 +90,10 @@ public:
     /// The stream. Throws std::runtime_error where the mux rate is too low for it, and what Check
     /// of a Multiplex and the makers of tables throw.
     Bytes Make(StreamTime duration) const;
-    /// The same, without a copy of the whole in memory. Throws std::runtime_error when the stream
-    /// that it is written to fails.
+    /// Throws what Make would throw.
+    void Try(StreamTime duration) const;
+    /// The same as Make, without a copy of the whole in memory. Throws std::runtime_error when the
+    /// stream that it is written to fails.
     void Write(std::ostream& stream, StreamTime duration) const;
 
     const Multiplex& AtBegin() const { return m_multiplex; }

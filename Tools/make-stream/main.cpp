@@ -21,10 +21,12 @@
 #include <CLI/CLI.hpp>
 
 #include "Sample.h"
+#include "StreamMaker.h"
 
 namespace {
 
 using streammaker::SampleOptions;
+using streammaker::StreamMaker;
 using streammaker::StreamTime;
 using streammaker::VideoCodec;
 
@@ -95,10 +97,11 @@ SampleOptions OptionsOf(const Arguments& arguments) {
     return options;
 }
 
-void WriteStream(const SampleOptions& options, std::ostream& stream, const std::string& name) {
+void WriteStream(const StreamMaker& maker, StreamTime duration, std::ostream& stream,
+                 const std::string& name) {
     errno = 0;
     try {
-        streammaker::MakeSample(options).Write(stream, options.duration);
+        maker.Write(stream, duration);
         stream.flush();
     } catch (const std::runtime_error&) {
         if (stream) {
@@ -112,19 +115,21 @@ void WriteStream(const SampleOptions& options, std::ostream& stream, const std::
 
 void Make(const Arguments& arguments) {
     const SampleOptions options = OptionsOf(arguments);
+    const StreamMaker maker = streammaker::MakeSample(options);
     if (arguments.out == STANDARD_OUTPUT) {
         if (isatty(STDOUT_FILENO) == 1) {
             throw std::runtime_error("a stream isn't for a terminal: name a file");
         }
-        WriteStream(options, std::cout, "standard output");
+        WriteStream(maker, options.duration, std::cout, "standard output");
         return;
     }
+    maker.Try(options.duration); // ahead of what the file holds so far
     errno = 0;
     std::ofstream file(arguments.out, std::ios::binary);
     if (!file) {
         throw std::runtime_error("cannot open " + arguments.out + ": " + std::strerror(errno));
     }
-    WriteStream(options, file, arguments.out);
+    WriteStream(maker, options.duration, file, arguments.out);
 }
 
 void AddOptions(CLI::App& app, Arguments& arguments) {

@@ -2,6 +2,7 @@
 
 // The program make-stream.
 
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -156,8 +157,13 @@ TEST(MakeStream, SaysWhyAFileCannotBeWritten) {
     Fails({"/dev/full"}, 1, "make-stream: cannot write /dev/full: No space left on device");
 }
 
-TEST(MakeStream, SaysThatARateIsTooLow) {
-    Fails({"-", "--rate", "100000"}, 1, "a mux rate of 100000 bit/s is too low");
+TEST(MakeStream, SaysThatARateIsTooLowAndLeavesTheFileAsItWas) {
+    const TemporaryFile file;
+    std::ofstream(file.Path()) << "a stream";
+    for (const std::string& out : {std::string("-"), file.Path()}) {
+        Fails({out, "--rate", "100000"}, 1, "a mux rate of 100000 bit/s is too low");
+    }
+    EXPECT_EQ(ReadFile(file.Path()), "a stream");
 }
 
 TEST(MakeStream, WritesNothingToATerminal) {
