@@ -23,7 +23,8 @@
 namespace hearthd {
 
 enum class Reason {
-    NO_BUS,              ///< there is no message bus, or none just now, or it refuses our name
+    NO_BUS,              ///< there is no message bus, or none just now, or it refuses our name; a
+                         ///< call that was under way when it went may have reached its service
     NO_DAEMON,           ///< nobody on the bus has the daemon's name
     REFUSED,             ///< the bus refuses it: by its policy, or for one of its limits
     DELIVERY_FAILED,     ///< no such service, or it isn't started, gave up, or answered nothing
