@@ -26,7 +26,7 @@ public:
 
     virtual ~Source();
 
-    /// Opens a path or an address "udp://HOST:PORT". Throws std::system_error or
+    /// Opens a path or an address "udp://ADDRESS:PORT". Throws std::system_error or
     /// std::runtime_error.
     static std::unique_ptr<Source> Open(const std::string& address);
 
