@@ -33,8 +33,8 @@ enum class Reason {
     ARGUMENTS_REFUSED,   ///< neither an object nor null, or nested deeper than DEEPEST_NESTING
     ARGUMENTS_TOO_LARGE, ///< more than the bus takes, 32 MiB less 8 KiB as JSON text
     TOO_MUCH,            ///< the reply is larger than that, or too many calls wait at once
-    BAD_REPLY,           ///< the answer isn't JSON: something else has the daemon's name
-    CLIENT_ENDED,        ///< the process's last Client went ahead of the answer
+    BAD_REPLY,    ///< the answer isn't JSON: it has an infinity in it, or somebody else sent it
+    CLIENT_ENDED, ///< the process's last Client went ahead of the answer
     OTHER,
 };
 
@@ -110,16 +110,16 @@ public:
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    /// Calls the service and waits for its reply, which is any value but null. `arguments` is an
-    /// object, or null for none. Throws a Failure where there is no reply within `limit`: at most
-    /// LONGEST_WAIT, which longer ones are cut to.
+    /// Calls the service and waits for its reply, which is any value but null, {} and [].
+    /// `arguments` is an object, or null for none. Throws a Failure where there is no reply within
+    /// `limit`: at most LONGEST_WAIT, which longer ones are cut to.
     Json::Value Call(const std::string& service, const Json::Value& arguments = {},
                      std::chrono::milliseconds limit = LONGEST_WAIT);
 
     /// Calls the service and doesn't wait. The future gets the reply, or the Failure that Call
     /// would throw, after LONGEST_WAIT at the latest; it may be dropped. Calls that are under way
-    /// at the same time have a thread each and aren't ordered: meant for dozens. Throws a Failure,
-    /// OTHER, where the system has no thread to give.
+    /// at the same time have a thread each and aren't ordered: meant for dozens. Throws a Failure
+    /// itself: ARGUMENTS_REFUSED, or OTHER where the system has no thread to give.
     std::future<Json::Value> CallAsync(const std::string& service,
                                        const Json::Value& arguments = {});
 

@@ -125,8 +125,8 @@ Connection::Listenings Connection::Close() {
         listening->Cease();
     }
     m_endpoint.CloseDBusServer(); // which ends the calls
-    m_callThreads.End();
-    m_task.Destroy();
+    m_task.Destroy();             // a listener that is running may make more of them,
+    m_callThreads.End();          // and wants threads for them
     return listenings;
 }
 

@@ -61,8 +61,10 @@ public:
     HostedService(std::string name, std::unique_ptr<marrow::ser::IService> service,
                   std::unique_ptr<marrow::ser::IServiceProxy> proxy);
 
-    /// Waits for calls that are under way, stops the service and unloads it. One that doesn't stop
-    /// stays in the process, as in the daemon's.
+    /// Waits for what its worker is in, calls that nobody waits for any more and an OnStart that
+    /// has taken too long among it; then stops the service and unloads it. One that doesn't stop
+    /// stays in the process, as in the daemon's; one of a library is there again, and counts as
+    /// started, for the next HostedService of its name.
     ~HostedService();
     HostedService(const HostedService&) = delete;
     HostedService& operator=(const HostedService&) = delete;

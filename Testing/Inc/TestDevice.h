@@ -24,8 +24,9 @@ namespace hearthd::testing {
 
 // --- keys ---
 
-/// A key goes down, or up, by the name of its keysym. False where no service has subscribed to it:
-/// nobody hears it then. The daemon looks for keys each 100 ms.
+/// A key goes down, or up, by the name of its keysym. False where the daemon hasn't grabbed it:
+/// no service has subscribed to it. XF86MBRMenu, XF86STBPower and XF86MBRSTBGuide are grabbed as
+/// soon as one has subscribed to any key. The daemon looks for keys each 100 ms.
 bool PressKey(const std::string& name);
 bool ReleaseKey(const std::string& name);
 
@@ -44,7 +45,7 @@ bool SetConfiguration(const std::string& key, const char* value);
 bool SendSignal(ESignalType signal, EProfile profile, unsigned short screen, TSSignalData data);
 
 /// A whole section of that PID, with its CRC_32 where it has one, to each filter that lets it
-/// through: their number. A section shorter than it says is none: 0.
+/// through: their number. A section shorter or longer than it says is none: 0.
 int SendSection(unsigned short pid, const std::vector<unsigned char>& section);
 
 /// A change of a program, to each subscription that wants it: their number, with those that

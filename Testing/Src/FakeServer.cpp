@@ -2,7 +2,7 @@
 
 // The bus library's endpoint, in the place of its own: no endpoint of the process goes on a bus.
 // What the router sends comes to the test, and what a service sends to the router takes the road of
-// any client. Foreign endpoints and signals aren't there.
+// any client. Foreign endpoints, signals, and calls that don't wait for their reply aren't there.
 
 #include "TCServer.h"
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 
 #include "GivenServices.h"
 #include "MessageRouter.h"
@@ -57,7 +58,11 @@ const fs::path& FolderOfTheProcess() {
 
 void SetUpDevice() {
     setenv("VCONF_DATABASE", (FolderOfTheProcess() / "vconf.db").c_str(), 1);
+    static const pid_t owner = getpid();
     std::atexit([] {
+        if (getpid() != owner) { // the child of a death test
+            return;
+        }
         std::error_code ignored; // a folder that stays is no reason to fail
         fs::remove_all(FolderOfTheProcess(), ignored);
     });

@@ -9,6 +9,7 @@
 #include "GivenServices.h"
 #include "Host.h"
 #include "Mutex.h"
+#include "Post.h"
 
 using marrow::base::MutexLock;
 using marrow::mgr::IServiceControl;
@@ -103,6 +104,9 @@ HostedService::HostedService(std::string name, std::unique_ptr<marrow::ser::ISer
 
 HostedService::~HostedService() {
     Bus::Get().PassDispatcher();
+    if (GetState() != State::NOT_LOADED) { // calls wait on the worker by now, behind its OnStart
+        RunOn(*m_control->GetWorker(), [] {});
+    }
     m_control->Stop();   // refused where it isn't started,
     m_control->Unload(); // and where it isn't loaded or hasn't stopped
     if (GetState() == State::NOT_LOADED) {

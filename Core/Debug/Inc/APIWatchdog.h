@@ -33,13 +33,15 @@ public:
     APIWatchdog(const APIWatchdog&) = delete;
     APIWatchdog& operator=(const APIWatchdog&) = delete;
 
-    /// Watches `path`, or its nearest ancestor that exists. Returns whether that watch is in place.
+    /// Watches `path`, or its nearest ancestor below the root that exists; one has to. Returns
+    /// whether that watch is in place.
     bool AddWatch(std::string path);
 
     /// The names in a directory, in its order; none where it can't be read.
     std::vector<std::string> GetDirContent(std::string path);
 
-    /// Reads events for the life of this object; one job.
+    /// Reads events for the life of this object, or until a name of more than 239 bytes comes; one
+    /// job.
     void MainLoop();
 
     /// Handles the files that came before the watch on the directory did.

@@ -29,7 +29,7 @@ namespace marrow::dbg {
 class StreamIPC : public IIPC {
 public:
     static const char* FIFO_PATH;
-    static constexpr int FIFO_BUFFER_SIZE = 1000; ///< bytes: the largest read, and the pipe's size
+    static constexpr int FIFO_BUFFER_SIZE = 1000; ///< bytes: the largest read; the pipe gets a page
 
     /// The process's one channel.
     static StreamIPC* Get();
@@ -41,7 +41,8 @@ public:
     /// was started again.
     ~StreamIPC() override;
 
-    /// Sets the reader going, unless it is. After a FIFO that couldn't be opened it never is again.
+    /// Sets the reader going, unless it is. After a FIFO that couldn't be opened it isn't before a
+    /// Stop.
     void Start();
     /// Asks the reader to end. It looks between two writers' visits.
     void Stop();

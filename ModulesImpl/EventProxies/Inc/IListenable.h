@@ -18,8 +18,8 @@ public:
     class IListener {
     public:
         /// The worker on which OnEvent is to run; never null. Called on the thread that the event
-        /// arrives on, with the source's lock held: cheap, thread-safe, and without a call of the
-        /// source.
+        /// arrives on, with the source's lock held (but for a section's): cheap, thread-safe, and
+        /// without a call of the source.
         virtual std::shared_ptr<ser::Worker> GetWorker() = 0;
 
         /// One event, on that worker; the copy is the listener's. Events come in the order in which

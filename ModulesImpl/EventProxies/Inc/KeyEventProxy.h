@@ -35,7 +35,8 @@ struct key_event_arg_t {
 class KeyEventProxy : public IListenable<key_event_arg_t> {
 public:
     /// The process's one. It connects to the X server that the environment names at once, and ends
-    /// the process where there is none.
+    /// the process where there is none. It grabs XF86MBRMenu, XF86STBPower and XF86MBRSTBGuide,
+    /// whoever wants them.
     static KeyEventProxy& Get();
 
     /// Lets go of every key of KEYS_ALL, ends the thread and leaves the X server.

@@ -13,9 +13,9 @@ extern template class SubscriptionManager<tvs_event_t, tvs_event_args_t>;
 /// worker that the listener names.
 ///
 /// Any thread. The bookkeeping and its lock are the base's, and signals come on the library's
-/// thread. The platform is asked on the main thread alone, by the hooks, in the order in which they
-/// were scheduled; what it answers goes nowhere. A listener whose signal the platform refuses hears
-/// nothing, and nobody is told.
+/// thread. The platform is asked by the hooks, on the main thread in the order in which they were
+/// scheduled, or before its main loop runs on the subscriber's; what it answers goes nowhere. A
+/// listener whose signal the platform refuses hears nothing, and nobody is told.
 class TVSEventProxy : public SubscriptionManager<tvs_event_t, tvs_event_args_t> {
 public:
     /// The process's one. It has the platform's subscriber made at once.

@@ -15,9 +15,10 @@ extern template class SubscriptionManager<std::string, VConfData>;
 /// listeners, on the workers that they name. Subscribe and Unsubscribe with a key's name are the
 /// base's.
 ///
-/// Any thread. The bookkeeping and its lock are the base's. The platform is asked for changes on
-/// the main thread alone, by the hooks; what it answers goes nowhere, and a listener whose key it
-/// refuses hears nothing. Changes come on a thread of the platform's.
+/// Any thread. The bookkeeping and its lock are the base's. The platform is asked for changes by
+/// the hooks, on the main thread, or before its main loop runs on the subscriber's; what it answers
+/// goes nowhere, and a listener whose key it refuses hears nothing. Changes come on a thread of the
+/// platform's.
 class VConfEventProxy : public SubscriptionManager<std::string, VConfData> {
 public:
     /// The process's one.

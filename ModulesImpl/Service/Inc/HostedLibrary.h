@@ -16,8 +16,9 @@
 /// Both variables must exist: the daemon doesn't look whether it has found them and dies where one
 /// is missing. A variable that is null is refused with a line in the log.
 ///
-/// Static initialisation runs on the daemon's loading thread with the factory's lock held, and so
-/// does OnStop while a service is unloaded: neither may load or unload a service.
+/// Static initialisation runs on the daemon's loading thread with the factory's lock held. That
+/// lock is also held while OnStop of a service that is unloaded runs, on its worker: neither may
+/// load or unload a service.
 
 extern "C" {
 __attribute__((visibility("default"))) extern marrow::ser::IService* g_service;

@@ -31,7 +31,8 @@ public:
     Service& operator=(const Service&) = delete;
 
     /// Has OnStart run on the worker and returns its result; at once true where the service is
-    /// started. Waits 10 seconds at the most and then returns false, with a line in the log;
+    /// started. Waits 10 seconds at the most (on the worker itself as long as it takes, and not in
+    /// OnStart or OnStop, which it would wait for) and then returns false, with a line in the log;
     /// OnStart isn't interrupted, and the service counts as started when it returns true after all.
     bool Start() override;
     /// The mirror image, with OnStop.

@@ -17,7 +17,7 @@ public:
     /// What the manifests declare, in reading order.
     virtual std::vector<ser::service_info_t> GetServiceList() = 0;
     /// The service of that name, or null. It lives as long as the process. Of several services of
-    /// one name it is the one that starts first.
+    /// one name it is the one of the greatest priority.
     virtual IServiceControl* GetServiceByName(std::string name) = 0;
     ~IServiceManager() override;
 };

@@ -12,7 +12,8 @@
 // buffer is full, at the latest 200 ms after the oldest waiting line, at exit, and when a signal of
 // a fault, SIGABRT, SIGTERM, SIGINT, SIGHUP or SIGQUIT ends the process, where its action was the
 // default one when the log was first used. They end the first process of a container too, with 128
-// more than their number as its status.
+// more than their number as its status. A signal doesn't find lines that are just being
+// buffered, and none at all where the stack has overflowed.
 
 #ifdef __cplusplus
 extern "C" {

@@ -16,8 +16,9 @@ extern "C" {
 /// Any thread, once. Returns 0, or a negative errno value.
 int hang_beacon_register_watchdog_service(int setting);
 
-/// Tells the watchdog that the calling process is alive. Any thread, as often as wanted; doesn't
-/// block. Returns 0, or a negative errno value.
+/// Tells the watchdog that the calling process is alive. Any thread, as often as wanted; blocks
+/// only while the service manager reads nothing and its queue is full. Returns 0, or a negative
+/// errno value.
 int hang_beacon_watchdog_notify(void);
 
 #ifdef __cplusplus

@@ -11,8 +11,8 @@ extern "C" {
 /// out. On a PC it writes -900 into "/proc/self/oom_score_adj" (proc(5)), which needs
 /// CAP_SYS_RESOURCE.
 ///
-/// Any thread. Returns 0, or a negative errno value; without the privilege the process runs on as
-/// an ordinary one, and the log says so once at WARN.
+/// Any thread. Returns 0, or a negative errno value, which the log tells at WARN; without the
+/// privilege the process runs on as an ordinary one.
 int proc_stat_set_vip_process(void);
 
 #ifdef __cplusplus

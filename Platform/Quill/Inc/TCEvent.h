@@ -10,7 +10,7 @@ namespace Quill {
 class TCHandler;
 
 /// One queue entry. Its user builds it in place, as a rule on the stack; TCEventIO::SendEvent
-/// copies it. It owns nothing.
+/// copies it: what stands here, and not what a derived class adds. It owns nothing.
 class TCEvent {
 public:
     TCEvent() = default;

@@ -9,7 +9,8 @@ class TCEventIO;
 /// Receives events on the thread of the queue that `owner` names.
 ///
 /// For each event that TCEventIO::SendEvent takes, the queue calls t_OnEvent and after it t_Clear,
-/// once each. The handler may delete itself in t_Clear; the queue doesn't touch it afterwards.
+/// once each; where it ends without having served the event, t_Clear alone. The handler may delete
+/// itself in t_Clear; the queue doesn't touch it afterwards.
 class TCHandler {
 public:
     TCHandler() = default;

@@ -60,18 +60,21 @@ public:
     virtual int IfMessageReceived(const char* sender, const TCMessage* message, TCMessage* reply,
                                   const char* signal);
 
-    /// The answer to a SendMessage that didn't wait, on the dispatching thread. The default answers
-    /// false.
+    /// The answer to a SendMessage that didn't wait, on the dispatching thread. None comes of a
+    /// call that failed: the log says so. The default answers false.
     virtual bool IfMessageReplied(const char* sender, const TCMessage* message);
 
     /// Puts the endpoint on the bus and starts its dispatching thread; callbacks can come from here
     /// on. Returns false when the bus isn't there yet, or the system has no thread to give: the
-    /// endpoint goes on trying, for the thread once GLib's main loop runs.
+    /// endpoint goes on trying, for the thread once GLib's main loop runs. False for good where no
+    /// bus name comes of the endpoint's. True also where another has the name: it waits in line,
+    /// and the log says so.
     bool CreateDBusServer();
 
     /// Takes the endpoint off the bus. When it returns no callback is running and none will come;
     /// messages that still wait in a queue are answered with an error. Not from a callback: it
-    /// would wait for itself, is refused, and the log says so.
+    /// would wait for itself, is refused, and the log says so. This and CreateDBusServer: one
+    /// thread at a time.
     void CloseDBusServer();
 
     /// Asks for the signals of a name. `sender` is a bus name, or null for any sender. They go to
@@ -86,21 +89,26 @@ public:
     bool SubscribeSignals(const char* sender, const char* prefix, SignalCallback callback,
                           void* userData);
 
-    /// Ends all subscriptions of this sender and signal that SubscribeSignal has made. A callback
-    /// that is running goes on.
+    /// Ends all subscriptions of this sender and signal that SubscribeSignal has made. Signals that
+    /// wait are dropped; a callback that is running goes on, and so does one that is just about to
+    /// begin on another thread.
     void UnSubscribeSignal(const char* sender, const char* signal);
 
     /// Sends a call to the endpoint named `destination`, by the naming rule above. With `wait` it
-    /// blocks until the reply has come, at most 25 seconds, and fills `reply` where that isn't
-    /// null; without, the answer goes to IfMessageReplied. Any thread, a callback's too.
-    /// Returns 0, or a negative errno value: -EMSGSIZE for more than the bus takes, -ENOTCONN
-    /// without a bus, -ETIMEDOUT, -EHOSTUNREACH where nobody has that name, -EACCES where the bus's
-    /// policy forbids it, -EOVERFLOW where a limit was exceeded (the reply's size, or the number of
-    /// calls that wait for theirs), -EREMOTEIO for any other error reply. The text of each goes to
-    /// the log.
+    /// blocks until the reply has come, 25 seconds as a rule and 26 at the most, and fills `reply`
+    /// where that isn't null; without, the answer goes to IfMessageReplied. Any thread, a
+    /// callback's too. The endpoint's dispatching thread takes the reply off the bus: in a
+    /// callback, and while it waits for the main loop, it doesn't. Returns 0, or a negative errno
+    /// value: -EINVAL for no message and for a destination of which no bus name comes, -EMSGSIZE
+    /// for more than the bus takes, -ENOTCONN without a bus, -ETIMEDOUT, -EHOSTUNREACH where nobody
+    /// has that name, -EACCES where the bus's policy forbids it, -EOVERFLOW where a limit was
+    /// exceeded (the reply's size, or the number of calls that wait for theirs), -EBADMSG for a
+    /// reply that is no JSON, -EREMOTEIO for any other error reply. Why a call failed that was sent
+    /// goes to the log.
     int SendMessage(const char* destination, const TCMessage* message, bool wait, TCMessage* reply);
 
-    /// Asks the endpoint named `destination` for a sign of life. Returns as SendMessage does.
+    /// Asks the endpoint named `destination` for a sign of life. Returns as SendMessage does,
+    /// without a word in the log.
     int Ping(const char* destination);
 
     /// Sends a signal from the endpoint named `server`, which is one of this process. Any thread.

@@ -20,13 +20,13 @@ public:
 
     /// Starts the thread. The kernel takes 15 bytes of `threadName`; the rest is cut. `joinable`
     /// must be true: Destroy waits for the thread. `stackKiB` is the size of the stack in KiB, 0
-    /// for the system's default. Returns false, and says why in the log, when there is no thread
-    /// afterwards.
+    /// for the system's default. Returns false where it starts no thread, and says why in the log,
+    /// unless t_Create has done so. Not after a Destroy: what has ended takes no events any more.
     bool Create(const char* threadName, bool joinable, unsigned long stackKiB);
 
-    /// Ends the thread: what was queued before the call is served, whatever is sent later is
-    /// refused. Returns when the thread has ended. Not on the task's own thread: that is refused
-    /// with a line in the log.
+    /// Ends the thread: what was queued before the call is served, where the thread ran, whatever
+    /// is sent later is refused. Returns when the thread has ended. Not on the task's own thread:
+    /// that is refused with a line in the log.
     void Destroy();
 
     /// Called by Create ahead of the thread's start; false keeps it from starting. The default

@@ -32,7 +32,7 @@ void Delivery::Run() {
     // The passage is held through the answer: closing an endpoint doesn't cut off the reply of a
     // callback that it has waited for.
     const Endpoint::Callback callback(*m_endpoint);
-    if (!callback.IsOpen()) {
+    if (!callback.IsOpen() || (!IsCall() && m_incoming.subscription->ended)) {
         return;
     }
     TCMessage reply;

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -19,11 +20,14 @@ using marrow::base::MutexLock;
 namespace {
 
 constexpr std::chrono::seconds THREAD_PAUSE{1}; // from one try to start it to the next
+// The bus library gives up after 25 seconds, but the dispatching thread has to look; it may be in a
+// callback that waits for this very call.
+constexpr std::chrono::seconds LONGEST_WAIT{26};
 
-// The open endpoints of this process by name.
+// The open endpoints of this process by name. Of one name the last stands for it.
 struct Directory {
     Mutex mutex;
-    std::map<std::string, std::weak_ptr<Endpoint>, std::less<>> endpoints GUARDED_BY(mutex);
+    std::multimap<std::string, std::weak_ptr<Endpoint>> endpoints GUARDED_BY(mutex);
 
     static Directory& Get() {
         static Directory* const directory = new Directory; // endpoints may live at exit
@@ -60,8 +64,11 @@ Endpoint::~Endpoint() = default;
 std::shared_ptr<Endpoint> Endpoint::Find(const std::string& name) {
     Directory& directory = Directory::Get();
     const MutexLock lock(directory.mutex);
-    const auto found = directory.endpoints.find(name);
-    return found == directory.endpoints.end() ? nullptr : found->second.lock();
+    const auto behind = directory.endpoints.upper_bound(name);
+    if (behind == directory.endpoints.begin() || std::prev(behind)->first != name) {
+        return nullptr;
+    }
+    return std::prev(behind)->second.lock();
 }
 
 bool Endpoint::Open() {
@@ -79,7 +86,7 @@ bool Endpoint::Open() {
     {
         Directory& directory = Directory::Get();
         const MutexLock lock(directory.mutex);
-        directory.endpoints[m_name] = weak_from_this();
+        directory.endpoints.emplace(m_name, weak_from_this()); // behind others of its name
     }
     MainLoop::Expect();
     m_opened = std::chrono::steady_clock::now();
@@ -137,7 +144,9 @@ void Endpoint::Close() {
     {
         Directory& directory = Directory::Get();
         const MutexLock lock(directory.mutex);
-        directory.endpoints.erase(m_name);
+        std::erase_if(directory.endpoints, [own = weak_from_this()](const auto& entry) {
+            return !entry.second.owner_before(own) && !own.owner_before(entry.second);
+        });
     }
     m_turns.Clear();
     const MutexLock lock(m_mutex);
@@ -247,15 +256,15 @@ PendingReply::Result Endpoint::WaitFor(BusConnection& connection, PendingReply& 
         while (!reply.IsComplete()) {
             const int result = connection.TakeOut(taken, MOST_AT_ONCE);
             m_turns.Add(taken);
-            if (result < 0) {
-                return {result, strerror(-result), {}, {}};
+            if (result < 0 && !reply.IsComplete()) {
+                return {result == -ETIMEDOUT ? result : -ENOTCONN, strerror(-result), {}, {}};
             }
             if (result == 0 && !reply.IsComplete()) {
                 connection.WaitForWork();
             }
         }
     }
-    return reply.Wait();
+    return reply.WaitUntil(std::chrono::steady_clock::now() + LONGEST_WAIT);
 }
 
 int Endpoint::SendSignal(const std::string& signal, const TCMessage& message) {

@@ -280,6 +280,9 @@ void Endpoint::CallBack(const Incoming& incoming, TCMessage message) {
         callback.Server().IfMessageReplied(incoming.sender.c_str(), &message);
     } else {
         const Subscription& subscription = *incoming.subscription;
+        if (subscription.ended) {
+            return;
+        }
         subscription.callback(incoming.sender.c_str(), incoming.signal, &message,
                               subscription.userData);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PendingReply.h"
 
+#include <cerrno>
 #include <utility>
 
 namespace Quill {
@@ -21,10 +22,12 @@ bool PendingReply::IsComplete() {
     return m_isComplete;
 }
 
-PendingReply::Result PendingReply::Wait() {
+PendingReply::Result PendingReply::WaitUntil(std::chrono::steady_clock::time_point deadline) {
     const MutexLock lock(m_mutex);
     while (!m_isComplete) {
-        m_completed.Wait(m_mutex);
+        if (!m_completed.WaitUntil(m_mutex, deadline) && !m_isComplete) {
+            return {-ETIMEDOUT, "no answer in time", {}, {}};
+        }
     }
     return m_result;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "Mutex.h"
@@ -20,7 +21,8 @@ public:
 
     void Complete(Result result);
     bool IsComplete();
-    Result Wait();
+    /// -ETIMEDOUT where none has come by then.
+    Result WaitUntil(std::chrono::steady_clock::time_point deadline);
 
 private:
     marrow::base::Mutex m_mutex;

@@ -3,7 +3,8 @@
 
 class TCProgramFilteringItem;
 
-/// What a callback with program data is about. The data describes the whole program each time.
+/// What a callback with program data is about. The data describes the whole program each time,
+/// but for the end of a list.
 enum EProgramChangeType : int {
     PROGRAM_APPEARED = 1,          ///< a program stands in the PAT; `event` is the present one
     PROGRAM_CHANGED = 2,           ///< its PMT or its entry in the SDT has changed
@@ -11,13 +12,13 @@ enum EProgramChangeType : int {
     PROGRAM_PRESENT_CHANGED = 4,   ///< another present event, or other data of it: in `event`
     PROGRAM_FOLLOWING_CHANGED = 5, ///< another following event, or other data of it: in `event`
     PROGRAM_LISTED = 6,            ///< one entry of a list: in `event`
-    PROGRAM_LIST_END = 7,          ///< the list as it stands has been told; no `event`
+    PROGRAM_LIST_END = 7,          ///< the list as it stands has been told; no program
     PROGRAM_SCHEDULE_CHANGED = 8,  ///< an event of a list is new or has changed: in `event`
 };
 
 /// What a list is to bring.
 enum ESubscribeType : int {
-    SUBSCRIBE_ONCE = 0,    ///< the list as it stands, then nothing more
+    SUBSCRIBE_ONCE = 0,    ///< the list as it stands; that ends the subscription
     SUBSCRIBE_CHANGES = 1, ///< only what changes from now on
     SUBSCRIBE_BOTH = 2,    ///< the list as it stands, then what changes
 };

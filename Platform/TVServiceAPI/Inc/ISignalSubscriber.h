@@ -20,7 +20,8 @@ enum ESignalType : int {
 ///
 /// - SIGNAL_STREAM_FOUND: `value` counts how often it has been found, from 1; `extra` is 0.
 /// - SIGNAL_STREAM_LOST: `value` counts the bytes that were skipped in search of the step so far,
-///   `extra` the packets with errors.
+///   `extra` the packets that are marked as wrong and the gaps in continuity_counters, on the PIDs
+///   that somebody follows, once for each who does.
 /// - SIGNAL_PAT_CHANGED: transport_stream_id and version_number (ISO/IEC 13818-1, 2.4.4.3).
 /// - SIGNAL_PMT_CHANGED: `value` is the program_number (ISO/IEC 13818-1, 2.4.4.8). `extra` holds
 ///   the table's PID in bits 0 to 12 and its version_number in bits 16 to 20.

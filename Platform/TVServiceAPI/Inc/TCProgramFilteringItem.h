@@ -12,7 +12,8 @@ public:
     /// Changes of this type; each call adds one. Without a call every type comes.
     void AddChangeType(EProgramChangeType type) { m_changes |= 1U << static_cast<unsigned>(type); }
 
-    /// Only programs that are free to air.
+    /// Only programs that are free to air, as one is of which no SDT has told yet. Where it turns
+    /// out to be scrambled nothing more is told of it, not even that it has gone.
     void SetFreeToAirOnly(bool freeToAirOnly) { m_freeToAirOnly = freeToAirOnly; }
 
     unsigned long long Service() const { return m_service; }

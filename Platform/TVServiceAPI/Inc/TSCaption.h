@@ -16,7 +16,7 @@ enum ECaptionFormat : unsigned int {
     CAPTION_TELETEXT = 3,
 };
 
-/// A packet of caption data of the program that a screen shows. A subscriber gets a copy.
+/// A packet of caption data of the program that a screen shows.
 class TSCaption {
 public:
     TSCaption();

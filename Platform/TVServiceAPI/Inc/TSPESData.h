@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-/// Bits of TSPESData::word_c above the stream_id in bits 0 to 7.
+/// Bits of TSPESData::word_c above the stream_id in bits 0 to 7. Of a packet that doesn't tell its
+/// length nobody knows that it is cut where the stream breaks off.
 enum EPESDataFlags : unsigned int {
     PES_HAS_PTS = 0x100, ///< word_a holds a time
     PES_DAMAGED = 0x200, ///< transport packets of it are missing or marked as wrong, or it is cut

@@ -14,7 +14,7 @@
 // cannot be started. A second Create of the same kind stores the same subscriber, with the first
 // one's callback, profile and screen. Destroy ends all subscriptions of its kind and waits for a
 // callback that is under way, unless it is called inside of one; without a subscriber it does
-// nothing.
+// nothing. Sections are those of the one stream, whatever the profile and screen.
 
 #include "EProfile.h"
 #include "IDataSubscriber.h"

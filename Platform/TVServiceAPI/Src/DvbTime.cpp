@@ -32,7 +32,7 @@ std::optional<std::uint32_t> DurationOf(std::uint32_t field24) {
 std::optional<std::int64_t> UtcOf(std::uint64_t field40) {
     const auto date = static_cast<std::int64_t>(field40 >> 24 & 0xFFFF);
     const std::optional<std::uint32_t> time = DurationOf(static_cast<std::uint32_t>(field40));
-    if (!time) {
+    if (!time || date < DAY_OF_1970) {
         return std::nullopt;
     }
     return (date - DAY_OF_1970) * SECONDS_OF_DAY + *time;

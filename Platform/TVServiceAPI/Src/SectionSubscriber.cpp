@@ -30,9 +30,15 @@ int SectionSubscriber::ChangeSection(int handle, TCSectionCriteriaHelper const& 
     return m_table.Replace(handle, std::make_shared<SectionFilter>(filter->id, criteria)) ? 1 : 0;
 }
 
-// The caller may hold a lock that the callback waits for: hence the limit, and the refusal.
+// The caller may hold a lock that the callback waits for: hence the limit, and the refusal. The
+// callback may be one for criteria that it had before.
 int SectionSubscriber::UnsubscribeSection(int handle) {
     while (const std::shared_ptr<SectionFilter> filter = m_table.Find(handle)) {
+        for (const std::shared_ptr<SectionFilter>& former : m_table.Former(handle)) {
+            if (!former->gate.TryToClose(CALLBACK_LIMIT)) {
+                return 0;
+            }
+        }
         if (!filter->gate.TryToClose(CALLBACK_LIMIT)) {
             return 0;
         }

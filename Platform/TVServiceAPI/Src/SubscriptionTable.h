@@ -40,6 +40,18 @@ public:
         return entry != m_entries.end() ? entry->second : nullptr;
     }
 
+    /// What has been of this key and may still have a callback under way; none begins.
+    std::vector<Pointer> Former(const Key& key) const {
+        std::vector<Pointer> former;
+        const marrow::base::MutexLock lock(m_mutex);
+        for (const auto& [itsKey, subscription] : m_retired) {
+            if (itsKey == key) {
+                former.push_back(subscription);
+            }
+        }
+        return former;
+    }
+
     /// Takes it off the table: no callback begins from now on. Returns false where there is none.
     bool End(const Key& key) {
         const marrow::base::MutexLock lock(m_mutex);
@@ -65,18 +77,16 @@ public:
 
     /// The end of all: no callback comes afterwards.
     void CloseAll() {
-        std::vector<Pointer> all;
+        List all;
         {
             const marrow::base::MutexLock lock(m_mutex);
             m_isClosed = true;
             all.swap(m_retired);
-            for (const auto& [key, subscription] : m_entries) {
-                all.push_back(subscription);
-            }
+            all.insert(all.end(), m_entries.begin(), m_entries.end());
             m_entries.clear();
             Changed();
         }
-        for (const Pointer& subscription : all) {
+        for (const auto& [key, subscription] : all) {
             subscription->gate.CloseAndWait();
         }
     }
@@ -104,7 +114,7 @@ private:
             }
             if (entry != m_entries.end()) {
                 entry->second->gate.Close();
-                m_retired.push_back(std::exchange(entry->second, std::move(subscription)));
+                m_retired.emplace_back(key, std::exchange(entry->second, std::move(subscription)));
             } else {
                 m_entries.emplace(key, std::move(subscription));
             }
@@ -115,7 +125,7 @@ private:
     }
 
     void Retire(typename std::map<Key, Pointer>::iterator entry) REQUIRES(m_mutex) {
-        m_retired.push_back(std::move(entry->second));
+        m_retired.emplace_back(entry->first, std::move(entry->second));
         m_entries.erase(entry);
         Changed();
     }
@@ -127,7 +137,7 @@ private:
     std::map<Key, Pointer> m_entries GUARDED_BY(m_mutex);
     // Off the table, and maybe with a callback under way: until the library's thread has the new
     // list.
-    std::vector<Pointer> m_retired GUARDED_BY(m_mutex);
+    List m_retired GUARDED_BY(m_mutex);
     bool m_isClosed GUARDED_BY(m_mutex) = false;
     std::atomic<unsigned> m_changes{0};
     unsigned m_taken = 0; // the library's thread alone

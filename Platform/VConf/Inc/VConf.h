@@ -9,9 +9,10 @@
 // whose name begins with "memory/" live until the machine restarts, all others for ever. Setting a
 // key makes it, or replaces its value and its type.
 //
-// All functions return 0, or -1 for a failure, which is told in the log; those that return a
-// pointer return null then. Any thread may call them. A process that has forked without exec uses
-// the store in the parent only.
+// All functions return 0, or -1 for a failure, which is told in the log (of a store that can't be
+// opened once, as long as the reason stays the same); those that return a pointer return null then.
+// Any thread may call them. A process that has forked without exec uses the store in the parent
+// only.
 //
 // On a PC the store is a SQLite database: /var/lib/vconf/vconf.db, or the file that the environment
 // variable VCONF_DATABASE names. Who may write it may set keys, who may read it may read them.

@@ -100,6 +100,31 @@ TEST_F(ClientLife, LetsGoOfWhatItsListenersHoldWithTheLastOne) {
     EXPECT_TRUE(watched.expired());
 }
 
+// With a thread at hand that has served a call before.
+TEST_F(ClientLife, EndsTheCallsThatAListenerMakesMeanwhile) {
+    Gate begun;
+    Gate gate;
+    std::optional<Reason> reason;
+    std::optional<Client> client(std::in_place);
+    Client& last = *client;
+    last.CallAsync("echo", Text("a")).get();
+    const Subscription subscription = last.Listen("news", [&](const Notification&) {
+        begun.Open();
+        gate.Wait();
+        reason = ReasonOf([&] { last.CallAsync("echo", Text("b")).get(); });
+    });
+    Notify("news", "one");
+    ASSERT_TRUE(begun.Wait());
+    std::thread opener([&] {
+        RawClient looker;
+        WaitUntil([&] { return !looker.NameHasOwner(ClientName()); });
+        gate.Open();
+    });
+    client.reset();
+    EXPECT_EQ(reason, Reason::CLIENT_ENDED);
+    opener.join();
+}
+
 TEST_F(ClientLife, HasNoBusToBeginWith) {
     bus.Kill();
     try {

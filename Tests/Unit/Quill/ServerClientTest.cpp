@@ -251,6 +251,28 @@ TEST_F(ServerClient, KnowsThatItWasTheBusThatEndedAheadOfTheAnswer) {
     server.CloseDBusServer(); // the callback has returned then
 }
 
+TEST_F(ServerClient, KnowsThatTheBusEndedInItsOwnCallbackToo) {
+    Gate inside;
+    Gate finish;
+    std::atomic<int> result{0};
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char*) {
+        inside.Open();
+        finish.Wait();
+    };
+    client.onReceived = [&](const char*, const TCMessage* message, TCMessage*, const char*) {
+        result = client.SendMessage("test.Server", message, true, nullptr);
+    };
+    RawClient asking;
+    asking.Send("test.Client", "", "");
+    ASSERT_TRUE(inside.Wait());
+    bus.Kill();
+    EXPECT_TRUE(WaitUntil([&] { return result != 0; }));
+    EXPECT_EQ(result, -ENOTCONN);
+    finish.Open();
+    client.CloseDBusServer(); // the callbacks have returned then
+    server.CloseDBusServer();
+}
+
 TEST_F(ServerClient, HasNoConnectionAfterItIsClosed) {
     client.CloseDBusServer();
     const TCMessage message;

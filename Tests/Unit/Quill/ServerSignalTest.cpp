@@ -303,6 +303,53 @@ TEST_F(ServerSignal, HearsNothingBehindItsUnsubscribingThatHadComeAheadOfIt) {
     EXPECT_EQ(received, 1);
 }
 
+// Nor what waits in a target's queue.
+TEST_F(ServerSignal, DeliversNothingToATargetBehindItsUnsubscribing) {
+    Quill::TCTask task("task");
+    task.Create("task", true, 0);
+    Gate begun;
+    Gate go;
+    std::atomic<int> received{0};
+    server.onTransfer = [&](const char*, const TCMessage*, Quill::TCEventIO*& target) {
+        target = &task;
+        return true;
+    };
+    server.onReceived = [&](const char*, const TCMessage*, TCMessage*, const char* signal) {
+        begun.Open();
+        go.Wait();
+        received += signal != nullptr ? 1 : 0;
+    };
+    server.SubscribeSignal(nullptr, "news", nullptr, nullptr);
+    server.CreateDBusServer();
+    for (int count = 0; count < 3; ++count) {
+        client.SendSignal("news", {"news", "", ""});
+    }
+    ASSERT_TRUE(begun.Wait());
+    server.UnSubscribeSignal(nullptr, "news");
+    go.Open();
+    client.Call("test.Server", "", ""); // behind them in the queue
+    EXPECT_EQ(received, 1) << "the one that was under way";
+    server.CloseDBusServer();
+    task.Destroy();
+}
+
+TEST_F(ServerSignal, GoesOutOverTheOtherEndpointOfANameWhereOneHasClosed) {
+    TestServer second("test.Server");
+    server.CreateDBusServer();
+    second.CreateDBusServer();
+    client.Match("type='signal',interface='quill.Endpoint1',arg0='news'");
+    const TCMessage message;
+    second.CloseDBusServer();
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "news", &message), 0);
+    EXPECT_TRUE(client.Next().has_value());
+    second.CreateDBusServer();
+    server.CloseDBusServer();
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "news", &message), 0);
+    EXPECT_TRUE(client.Next().has_value());
+    second.CloseDBusServer();
+    EXPECT_EQ(TCServer::SendSignal("test.Server", "news", &message), -ENOENT);
+}
+
 TEST_F(ServerSignal, SendsASignalWithItsExactNameAsFirstArgument) {
     server.CreateDBusServer();
     client.Match("type='signal',interface='quill.Endpoint1',arg0='it is/news'");

@@ -14,7 +14,8 @@ TEST(DvbTime, IsUtcInSeconds) {
     EXPECT_EQ(UtcOf(0xC079124500), 750516300); // the example of EN 300 468, annex C
     EXPECT_EQ(UtcOf(0x9E8B000000), 0);
     EXPECT_EQ(UtcOf(0x9E8B235959), 86399);
-    EXPECT_EQ(UtcOf(0x9E8A000000), -86400);
+    EXPECT_EQ(UtcOf(0x9E8A235959), std::nullopt) << "ahead of 1970";
+    EXPECT_EQ(UtcOf(0), std::nullopt);
     EXPECT_EQ(UtcOf(0xFFFF000000), std::int64_t{65535 - 40587} * 86400) << "the last day of all";
 }
 

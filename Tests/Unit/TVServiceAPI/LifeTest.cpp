@@ -141,6 +141,25 @@ TEST_F(LifeTest, WaitsAtTheEndForACallbackOfWhatHasBeenReplaced) {
     EXPECT_TRUE(left);
 }
 
+TEST_F(LifeTest, UnsubscribesNoSectionsWithACallbackOfWhatHasBeenReplacedUnderWay) {
+    Signals();
+    const int handle = SubscribeSections();
+    Gate entered;
+    Gate leave;
+    onSection = [&](const ReceivedSection&) {
+        entered.Open();
+        leave.Wait();
+    };
+    PlayForEver();
+    ASSERT_TRUE(entered.Wait());
+    for (unsigned char table : {0x98, 0x99}) {
+        EXPECT_EQ(Sections().ChangeSection(handle, TCSectionCriteriaHelper(PID, table)), 1);
+    }
+    EXPECT_EQ(Sections().UnsubscribeSection(handle), 0);
+    leave.Open();
+    EXPECT_TRUE(WaitUntil([&] { return Sections().UnsubscribeSection(handle) == 1; }));
+}
+
 // The callback's thread is on its way to its end, and nobody who begins anew waits for that.
 TEST_F(LifeTest, BeginsAnewWhileTheOldThreadIsStillInItsLastCallback) {
     SubscribeSections();

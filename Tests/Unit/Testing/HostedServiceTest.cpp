@@ -10,6 +10,7 @@
 #include <hearthd/IServiceManager.h>
 #include <hearthd/ModuleAccessor.h>
 #include <hearthd/TCServer.h>
+#include <hearthd/WorkerFactory.h>
 
 #include "Gate.h"
 #include "LambdaService.h"
@@ -189,6 +190,30 @@ TEST(HostedServiceCall, TimesOutAndGoesOn) {
     EXPECT_TRUE(late.payload.isNull());
     release.Open();
     EXPECT_EQ(host.service.Call({}).payload, Object("served", 2)) << "behind the late one";
+}
+
+// A stop ahead of a call that is queued would wait for it, and it for the stop.
+TEST(HostedServiceCall, ThatNobodyWaitsForAnyMoreIsServedAheadOfTheEnd) {
+    Gate release;
+    int served = 0;
+    int stopped = 0;
+    std::thread opener;
+    {
+        LambdaHost host("mine",
+                        {.stop = [&] { return ++stopped != 0; },
+                         .call = [&](const Json::Value&) { return Object("served", ++served); }});
+        ASSERT_TRUE(host.service.Start());
+        const auto worker = marrow::ser::WorkerFactory::Get().GetWorker("mine");
+        Post(worker, [&] { release.Wait(); });
+        EXPECT_EQ(host.service.Call({}, SHORT).result, -ETIMEDOUT);
+        opener = std::thread([&release] {
+            std::this_thread::sleep_for(2 * SHORT); // the end is under way by then
+            release.Open();
+        });
+    }
+    opener.join();
+    EXPECT_EQ(served, 1);
+    EXPECT_EQ(stopped, 1);
 }
 
 TEST(HostedServiceCall, WaitsForOtherServicesBehindASecondOneForABusyService) {

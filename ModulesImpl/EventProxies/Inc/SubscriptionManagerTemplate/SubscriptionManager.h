@@ -13,7 +13,8 @@ namespace marrow::evt {
 /// listener of a key, so that the platform is asked only for what somebody wants.
 ///
 /// Any thread. A hook runs on the main thread: queued there, or inside the call where the main
-/// thread itself subscribes. m_mutex guards the table and is held while hooks are scheduled and
+/// thread itself subscribes. Before its main loop runs that may be inside the call on any thread,
+/// with the lock held. m_mutex guards the table and is held while hooks are scheduled and
 /// events are queued. It is not recursive: neither a hook nor a listener's GetWorker may call this
 /// object.
 ///
